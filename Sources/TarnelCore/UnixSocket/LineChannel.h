@@ -1,0 +1,50 @@
+// TarnelCore/UnixSocket/LineChannel.h: any transport of newline-framed text.
+#pragma once
+#include "TarnelCore/JSON/JSON.h"
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarnel {
+
+/// Carries lines both ways.
+/// Thread-safety: one reader; any number of writers, whose lines never interleave; `close` from any thread.
+class LineChannel {
+public:
+    virtual ~LineChannel() = default;
+
+    /// Blocks for the next line, without its line feed. Nothing: end of stream. Throws SocketError when reading fails.
+    virtual std::optional<std::string> readLine() = 0;
+
+    /// Writes `line` and a line feed whole, blocking while the peer is slow. Throws SocketError.
+    virtual void writeLine(std::string_view line) = 0;
+
+    /// Ends both directions and wakes a blocked reader or writer. Any number of times.
+    virtual void close() noexcept = 0;
+
+    /// The next line as JSON; nothing at end of stream. Throws SocketError, or DecodingError for a line that is not JSON.
+    std::optional<JSON> readJSON()
+    {
+        const auto line = readLine();
+        return line ? std::optional(JSON::parse(*line)) : std::nullopt;
+    }
+
+    void writeJSON(const JSON& value) { writeLine(value.serialized()); }
+};
+
+/// Opens channels to one peer.
+/// Thread-safety: `open` may be called from any thread.
+class LineChannelOpener {
+public:
+    virtual ~LineChannelOpener() = default;
+
+    /// A new channel whose reads wait at most `timeout`. Throws SocketError.
+    virtual std::shared_ptr<LineChannel> open(std::chrono::duration<double> timeout) = 0;
+
+    /// Names the peer in messages.
+    [[nodiscard]] virtual std::string label() const = 0;
+};
+
+} // namespace tarnel
