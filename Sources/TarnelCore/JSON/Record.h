@@ -14,6 +14,7 @@
 // that one key. Absent optionals are left out when writing, and may be absent or null when reading; all other keys are
 // required, unknown ones are ignored.
 #pragma once
+#include "TarnelCore/Base/Shared.h"
 #include "TarnelCore/Base/Timestamp.h"
 #include "TarnelCore/JSON/JSON.h"
 #include "TarnelCore/JSON/JSONWriter.h"
@@ -153,7 +154,7 @@ struct Codec; // encode and decode of one kind of type; its specialisations foll
 } // namespace record
 
 /// Appends the JSON form of `value`: a record, an enumeration with names, a variant of cases, a plain value, or a
-/// container, optional or shared pointer of these.
+/// container, optional or shared value of these.
 template <class T>
 void encode(JSONWriter& writer, const T& value)
 {
@@ -327,6 +328,12 @@ struct Codec<std::shared_ptr<const T>> {
     {
         return std::make_shared<const T>(tarnel::decode<T>(json));
     }
+};
+
+template <class T>
+struct Codec<Shared<T>> {
+    static void encode(JSONWriter& writer, const Shared<T>& value) { tarnel::encode(writer, *value); }
+    static Shared<T> decode(const JSON& json) { return tarnel::decode<T>(json); }
 };
 
 template <class Sequence>
