@@ -30,7 +30,12 @@ public:
     /// The members of an object, in ascending order of their keys.
     class Object {
     public:
-        Object() = default;
+        Object();
+        Object(const Object& other);
+        Object(Object&& other) noexcept;
+        Object& operator=(const Object& other);
+        Object& operator=(Object&& other) noexcept;
+        ~Object();
         /// Of a repeated key the last counts.
         Object(std::initializer_list<std::pair<std::string_view, JSON>> members);
 
@@ -128,6 +133,12 @@ struct JSON::Member {
     bool operator==(const Member&) const = default;
 };
 
+inline JSON::Object::Object() = default;
+inline JSON::Object::Object(const Object& other) = default;
+inline JSON::Object::Object(Object&& other) noexcept = default;
+inline JSON::Object& JSON::Object::operator=(const Object& other) = default;
+inline JSON::Object& JSON::Object::operator=(Object&& other) noexcept = default;
+inline JSON::Object::~Object() = default;
 inline std::size_t JSON::Object::size() const { return members.size(); }
 inline bool JSON::Object::empty() const { return members.empty(); }
 inline std::vector<JSON::Member>::const_iterator JSON::Object::begin() const { return members.begin(); }
