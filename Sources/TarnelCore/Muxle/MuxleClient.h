@@ -1,16 +1,19 @@
 // TarnelCore/Muxle/MuxleClient.h: requests to the terminal multiplexer, and its events.
 #pragma once
+#include "TarnelCore/Base/Clock.h"
 #include "TarnelCore/Base/Environment.h"
 #include "TarnelCore/Muxle/MuxleModels.h"
 #include "TarnelCore/UnixSocket/LineChannel.h"
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace tarnel {
@@ -42,6 +45,18 @@ public:
     /// One request and its result; null where the reply has none. Blocks, each read for at most `timeout`.
     /// Throws SocketError, DecodingError or MuxleError.
     virtual JSON request(std::string_view method, const JSON::Object& params, Seconds timeout) = 0;
+
+    /// One request among several that don't depend on each other.
+    struct Call {
+        std::string method;
+        JSON::Object params;
+    };
+    /// A call's result, or what it threw.
+    using Outcome = std::variant<JSON, std::exception_ptr>;
+
+    /// Makes the calls side by side, a bounded number at a time, so that a slow multiplexer costs its slowest answers and
+    /// not their sum; each has `timeout` from when it begins. The outcomes in the order of the calls. Never throws.
+    virtual std::vector<Outcome> requestAll(const std::vector<Call>& calls, Seconds timeout);
 
     /// Subscribes and blocks: hands the open channel to `onOpen`, then every event to `onEvent`, on the calling thread,
     /// until the multiplexer ends the connection or someone closes the channel. Throws as `request` does.
@@ -93,6 +108,17 @@ public:
     [[nodiscard]] std::vector<MuxleAgent> agents() const;
     [[nodiscard]] std::vector<MuxleAgent> panes() const; ///< Every pane, with or without an agent.
     [[nodiscard]] std::vector<MuxleWorkspace> workspaces() const;
+
+    /// The same requests with one deadline for all of them, `timeout` from now. `clock` outlives the client.
+    [[nodiscard]] MuxleClient limited(Clock& clock, Seconds timeout) const;
+
+    /// Makes the calls side by side; the outcomes in their order. Never throws.
+    [[nodiscard]] std::vector<MuxleTransport::Outcome> requestAll(const std::vector<MuxleTransport::Call>& calls) const;
+
+    /// The call behind `read`, and the text in its result: for reading many screens side by side.
+    static MuxleTransport::Call readCall(std::string_view pane, std::string_view source,
+        std::optional<std::int64_t> lines, std::string_view format = "text");
+    static std::string readText(const JSON& result);
 
     /// The text of a pane's screen. `source` is "visible", "recent_unwrapped" or "detection", `format` "text" or "ansi".
     [[nodiscard]] std::string read(std::string_view pane, std::string_view source, std::optional<std::int64_t> lines,
