@@ -129,6 +129,7 @@ std::optional<std::string> LineSocket::readLine()
             unread = {}; // what one long line took is given back
         if (unread.size() > lineLimit)
             throw SocketError::io(EMSGSIZE);
+        spendRemainingTime(SO_RCVTIMEO);
         const ssize_t count = ::recv(descriptor.get(), chunk.data(), chunk.size(), 0);
         if (count < 0 && errno == EINTR)
             continue;
@@ -157,6 +158,7 @@ void LineSocket::writeLine(std::string_view line)
         msghdr message{};
         message.msg_iov = &parts[first];
         message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(parts.size() - first);
+        spendRemainingTime(SO_SNDTIMEO);
         const ssize_t sent = ::sendmsg(descriptor.get(), &message, sendFlags);
         if (sent < 0 && errno == EINTR)
             continue;
@@ -195,6 +197,24 @@ void LineSocket::setWriteTimeout(std::chrono::seconds timeout)
     timeval limit{};
     limit.tv_sec = static_cast<decltype(limit.tv_sec)>(timeout.count());
     setTimeout(descriptor.get(), SO_SNDTIMEO, limit);
+}
+
+void LineSocket::setDeadline(std::chrono::steady_clock::time_point newDeadline) { deadline = newDeadline; }
+
+/// With a deadline, lets the next system call wait no longer than up to it.
+void LineSocket::spendRemainingTime(int timeoutOption) const
+{
+    if (!deadline)
+        return;
+    const auto left = *deadline - std::chrono::steady_clock::now();
+    if (left <= left.zero())
+        throw SocketError::io(EAGAIN);
+    // Rounded up: the system takes a time-out of zero for none.
+    const auto whole = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+    timeval limit{};
+    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(whole / 1000);
+    limit.tv_usec = static_cast<decltype(limit.tv_usec)>(whole % 1000 * 1000);
+    setTimeout(descriptor.get(), timeoutOption, limit);
 }
 
 void LineSocket::shutdownWrite() noexcept { ::shutdown(descriptor.get(), SHUT_WR); }

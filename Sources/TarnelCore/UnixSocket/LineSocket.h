@@ -34,6 +34,8 @@ public:
     std::optional<std::string> readLine() override;
     void writeLine(std::string_view line) override TARNEL_EXCLUDES(writeMutex);
     void close() noexcept override;
+    /// Past the deadline, reading and writing fail with SocketError::io (EAGAIN). Replaces both time-outs below.
+    void setDeadline(std::chrono::steady_clock::time_point deadline) override;
 
     /// Fails a later `readLine` that waits longer, with SocketError::io. A value that is not a positive number of
     /// seconds the system can hold throws std::invalid_argument.
@@ -49,7 +51,10 @@ public:
     void setLineLimit(std::size_t bytes) { lineLimit = bytes; }
 
 private:
+    void spendRemainingTime(int timeoutOption) const;
+
     const FileDescriptor descriptor;
+    std::optional<std::chrono::steady_clock::time_point> deadline; // constant once a second thread uses the socket
     std::atomic<bool> isClosed = false; // set once; only makes `close` act once
 
     std::string unread;        // reader only: bytes received past the last returned line
