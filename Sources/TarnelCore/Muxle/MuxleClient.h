@@ -18,7 +18,8 @@
 
 namespace tarnel {
 
-/// An error reply of the multiplexer, or of another server that speaks its protocol. Its text is "muxle <code>: <message>".
+/// An error reply of the multiplexer, or of another server that speaks its protocol. Its text is "muxle <code>:
+/// <message>".
 class MuxleError : public std::runtime_error {
 public:
     MuxleError(const std::string& code, const std::string& message)
@@ -42,8 +43,10 @@ public:
 
     virtual ~MuxleTransport() = default;
 
-    /// One request and its result; null where the reply has none. Blocks, each read for at most `timeout`.
-    /// Throws SocketError, DecodingError or MuxleError.
+    /// One request and its result; null where the reply has none. Blocks, for the whole exchange at most `timeout`.
+    /// Throws SocketError (io with EAGAIN when the time is over, closed when the connection ends without a reply),
+    /// DecodingError for a line that is not JSON, MuxleError, and std::invalid_argument for a time-out that is not
+    /// positive.
     virtual JSON request(std::string_view method, const JSON::Object& params, Seconds timeout) = 0;
 
     /// One request among several that don't depend on each other.
@@ -58,8 +61,9 @@ public:
     /// not their sum; each has `timeout` from when it begins. The outcomes in the order of the calls. Never throws.
     virtual std::vector<Outcome> requestAll(const std::vector<Call>& calls, Seconds timeout);
 
-    /// Subscribes and blocks: hands the open channel to `onOpen`, then every event to `onEvent`, on the calling thread,
-    /// until the multiplexer ends the connection or someone closes the channel. Throws as `request` does.
+    /// Subscribes and blocks, without limit: hands the open channel to `onOpen`, then every event to `onEvent`, on the
+    /// calling thread, until the multiplexer ends the connection or someone closes the channel. Throws as `request`
+    /// does.
     virtual void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
         const std::function<void(const JSON&)>& onEvent) = 0;
 
@@ -93,10 +97,12 @@ public:
 
     explicit MuxleClient(std::shared_ptr<MuxleTransport> transport);
 
-    /// Where the multiplexer listens. A given session wins over `MUXLE_SOCKET_PATH`; without one, `MUXLE_SESSION` names it.
+    /// Where the multiplexer listens. A given session wins over `MUXLE_SOCKET_PATH`; without one, `MUXLE_SESSION` names
+    /// it. The home directory is `HOME`, else the user's.
     static std::string resolveSocketPath(const std::optional<std::string>& session, const Environment& environment);
 
-    /// The path of the multiplexer's own command-line tool; nothing when it is not installed.
+    /// The path of the multiplexer's own command-line tool: `MUXLE_BIN_PATH` when that can be executed, else the first
+    /// of the usual places; nothing when it is not installed.
     static std::optional<std::string> executable(const Environment& environment);
 
     [[nodiscard]] std::string socketPath() const { return transport->socketPath(); }
@@ -120,7 +126,8 @@ public:
         std::optional<std::int64_t> lines, std::string_view format = "text");
     static std::string readText(const JSON& result);
 
-    /// The text of a pane's screen. `source` is "visible", "recent_unwrapped" or "detection", `format` "text" or "ansi".
+    /// The text of a pane's screen. `source` is "visible", "recent_unwrapped" or "detection", `format` "text" or
+    /// "ansi".
     [[nodiscard]] std::string read(std::string_view pane, std::string_view source, std::optional<std::int64_t> lines,
         std::string_view format = "text") const;
 
@@ -140,8 +147,7 @@ public:
     [[nodiscard]] std::optional<PaneSize> paneSize(std::string_view pane) const;
 
     /// The elements of `list` that read as a T, in order; none when it is no array.
-    template <class T>
-    static std::vector<T> decodeList(const JSON* list)
+    template <class T> static std::vector<T> decodeList(const JSON* list)
     {
         std::vector<T> decoded;
         if (const JSON::Array* elements = list ? list->array() : nullptr) {
