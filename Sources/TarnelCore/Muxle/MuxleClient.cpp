@@ -1,41 +1,10 @@
 #include "TarnelCore/Muxle/MuxleClient.h"
 #include "TarnelCore/Base/Files.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
-#include <unistd.h>
+#include "TarnelCore/Muxle/DeadlineTransport.h"
 
 namespace tarnel {
 
 namespace {
-
-/// No reply comes near this; a peer that sends a longer one must not fill the memory.
-constexpr std::size_t longestLine = std::size_t{128} << 20;
-
-bool carriesID(const JSON& message, const std::string& id)
-{
-    const JSON* member = message["id"];
-    const std::string* text = member ? member->string() : nullptr;
-    return text && *text == id;
-}
-
-void writeRequest(LineChannel& channel, const std::string& id, std::string_view method, JSON params)
-{
-    channel.writeJSON(JSON::object({{"id", id}, {"method", method}, {"params", std::move(params)}}));
-}
-
-/// Ends a channel that others still hold.
-class Closing {
-public:
-    explicit Closing(LineChannel& closed)
-        : channel(closed)
-    {
-    }
-    ~Closing() { channel.close(); }
-    Closing(const Closing&) = delete;
-    Closing& operator=(const Closing&) = delete;
-
-private:
-    LineChannel& channel;
-};
 
 std::string homeOf(const Environment& environment)
 {
@@ -68,46 +37,6 @@ const JSON::Array& elementsOf(const JSON* list)
 MuxleError MuxleError::fromReply(const JSON& error)
 {
     return {stringOf(error["code"]).value_or("error"), stringOf(error["message"]).value_or(error.serialized())};
-}
-
-MuxleSocket::MuxleSocket(std::string socketPath)
-    : path(std::move(socketPath))
-{
-}
-
-std::string MuxleSocket::nextID() { return "tarnel-" + std::to_string(::getpid()) + "-" + std::to_string(++counter); }
-
-JSON MuxleSocket::request(std::string_view method, const JSON::Object& params, Seconds timeout)
-{
-    const auto channel = LineSocket::connectUntil(path, LineSocket::deadlineAfter(timeout));
-    channel->setLineLimit(longestLine);
-    const std::string id = nextID();
-    writeRequest(*channel, id, method, params);
-    while (auto reply = channel->readJSON()) {
-        if (!carriesID(*reply, id))
-            continue;
-        if (const JSON* error = (*reply)["error"])
-            throw MuxleError::fromReply(*error);
-        return std::move((*reply->object())["result"]);
-    }
-    throw SocketError::closed();
-}
-
-void MuxleSocket::subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
-    const std::function<void(const JSON&)>& onEvent)
-{
-    const auto channel = LineSocket::connect(path, MuxleClient::usualTimeout);
-    channel->setLineLimit(longestLine);
-    const Closing closing(*channel);
-    onOpen(channel);
-    const std::string id = nextID();
-    writeRequest(*channel, id, "events.subscribe", JSON::object({{"subscriptions", events}}));
-    while (const auto message = channel->readJSON()) {
-        if (const JSON* error = (*message)["error"])
-            throw MuxleError::fromReply(*error);
-        if (!carriesID(*message, id))
-            onEvent(*message);
-    }
 }
 
 MuxleClient::MuxleClient(std::shared_ptr<MuxleTransport> carrier)
@@ -148,6 +77,16 @@ JSON MuxleClient::request(std::string_view method, const JSON::Object& params, S
     return transport->request(method, params, timeout);
 }
 
+std::vector<MuxleTransport::Outcome> MuxleClient::requestAll(const std::vector<MuxleTransport::Call>& calls) const
+{
+    return transport->requestAll(calls, usualTimeout);
+}
+
+MuxleClient MuxleClient::limited(Clock& clock, Seconds timeout) const
+{
+    return MuxleClient(std::make_shared<DeadlineTransport>(transport, clock, timeout));
+}
+
 void MuxleClient::subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
     const std::function<void(const JSON&)>& onEvent) const
 {
@@ -163,17 +102,28 @@ std::vector<MuxleWorkspace> MuxleClient::workspaces() const
     return decodeList<MuxleWorkspace>(request("workspace.list")["workspaces"]);
 }
 
-std::string MuxleClient::read(
-    std::string_view pane, std::string_view source, std::optional<std::int64_t> lines, std::string_view format) const
+MuxleTransport::Call MuxleClient::readCall(
+    std::string_view pane, std::string_view source, std::optional<std::int64_t> lines, std::string_view format)
 {
     JSON::Object params{{"pane_id", pane}, {"source", source}, {"format", format}};
     if (format == "ansi")
         params["strip_ansi"] = false;
     if (lines)
         params["lines"] = *lines;
-    const JSON result = request("pane.read", params);
+    return {"pane.read", std::move(params)};
+}
+
+std::string MuxleClient::readText(const JSON& result)
+{
     const JSON* screen = result["read"];
     return screen ? stringOf((*screen)["text"]).value_or("") : "";
+}
+
+std::string MuxleClient::read(
+    std::string_view pane, std::string_view source, std::optional<std::int64_t> lines, std::string_view format) const
+{
+    const MuxleTransport::Call call = readCall(pane, source, lines, format);
+    return readText(request(call.method, call.params));
 }
 
 void MuxleClient::sendKeys(std::string_view pane, const std::vector<std::string>& keys) const

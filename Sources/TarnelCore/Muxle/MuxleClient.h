@@ -58,7 +58,8 @@ public:
     using Outcome = std::variant<JSON, std::exception_ptr>;
 
     /// Makes the calls side by side, a bounded number at a time, so that a slow multiplexer costs its slowest answers and
-    /// not their sum; each has `timeout` from when it begins. The outcomes in the order of the calls. Never throws.
+    /// not their sum; all of them together have `timeout`. The outcomes in the order of the calls. Throws only
+    /// std::invalid_argument, for a time-out that is not positive.
     virtual std::vector<Outcome> requestAll(const std::vector<Call>& calls, Seconds timeout);
 
     /// Subscribes and blocks, without limit: hands the open channel to `onOpen`, then every event to `onEvent`, on the
@@ -76,6 +77,7 @@ class MuxleSocket final : public MuxleTransport {
 public:
     explicit MuxleSocket(std::string socketPath);
     JSON request(std::string_view method, const JSON::Object& params, Seconds timeout) override;
+    std::vector<Outcome> requestAll(const std::vector<Call>& calls, Seconds timeout) override;
     void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
         const std::function<void(const JSON&)>& onEvent) override;
     [[nodiscard]] std::string socketPath() const override { return path; }
