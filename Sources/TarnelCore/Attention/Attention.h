@@ -1,5 +1,6 @@
 // TarnelCore/Attention/Attention.h: the attention queue and the machine snapshot that clients are sent.
 #pragma once
+#include "TarnelCore/Config/QuestionMarkers.h"
 #include "TarnelCore/JSON/Record.h"
 #include "TarnelCore/Muxle/MuxleModels.h"
 #include "TarnelCore/Muxle/TabLayout.h"
@@ -136,9 +137,6 @@ struct AttentionItem {
     /// Replies to offer after a finished turn: its choices, then each quick reply that none of them equals but for case.
     [[nodiscard]] std::vector<std::string> followUps(const std::vector<std::string>& quickReplies) const;
 };
-
-/// Phrases, in lower case, that mark a screen as asking; some are cut as a narrow pane cuts them.
-extern const std::array<std::string_view, 10> defaultQuestionMarkers;
 
 /// The engine's settings.
 struct QueueOptions {
