@@ -1,5 +1,6 @@
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/FileDescriptor.h"
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <dirent.h>
@@ -56,16 +57,41 @@ std::vector<Entry> entries(const std::string& directory)
     return found;
 }
 
-void writeAll(int descriptor, std::string_view text, const std::string& path)
+struct OpenFile {
+    FileDescriptor descriptor;
+    Stamp stamp;
+};
+
+std::optional<OpenFile> openRegular(const std::string& path)
 {
-    while (!text.empty()) {
-        const ssize_t written = ::write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR)
+    // Without O_NONBLOCK, opening a FIFO that nobody writes to would never return.
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const auto found = file.isOpen() ? stamp(file.get()) : std::nullopt;
+    if (!found || !found->isRegular)
+        return std::nullopt;
+    return OpenFile{std::move(file), *found};
+}
+
+/// The bytes from the start to the end of the file, but at most `limit`; nothing when reading fails.
+std::optional<std::string> readUpTo(const OpenFile& file, std::uint64_t limit)
+{
+    // One byte more than the file held, to see its end at once.
+    std::string text(static_cast<std::size_t>(std::min(limit, file.stamp.size + 1)), '\0');
+    std::size_t length = 0;
+    while (length < limit) {
+        if (length == text.size())
+            text.resize(static_cast<std::size_t>(std::min<std::uint64_t>(limit, text.size() * 2)));
+        const ssize_t count = ::read(file.descriptor.get(), text.data() + length, text.size() - length);
+        if (count < 0 && errno == EINTR)
             continue;
-        if (written < 0)
-            fail("cannot write", path);
-        text.remove_prefix(static_cast<std::size_t>(written));
+        if (count < 0)
+            return std::nullopt;
+        if (count == 0)
+            break;
+        length += static_cast<std::size_t>(count);
     }
+    text.resize(length);
+    return text;
 }
 
 } // namespace
@@ -86,6 +112,14 @@ std::optional<Stamp> stamp(int descriptor)
     return stampOf(status);
 }
 
+std::optional<Stamp> linkStamp(int directory, const std::string& name)
+{
+    struct stat status { };
+    if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::nullopt;
+    return stampOf(status);
+}
+
 bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
 bool isExecutable(const std::string& path)
@@ -96,29 +130,18 @@ bool isExecutable(const std::string& path)
 
 std::optional<std::string> read(const std::string& path, std::uint64_t limit)
 {
-    // Without O_NONBLOCK, opening a FIFO that nobody writes to would never return.
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    const auto before = file.isOpen() ? stamp(file.get()) : std::nullopt;
-    if (!before || !before->isRegular || before->size > limit)
+    const std::optional<OpenFile> file = openRegular(path);
+    if (!file || file->stamp.size > limit)
         return std::nullopt;
-    std::string text(static_cast<std::size_t>(before->size) + 1, '\0'); // one more, to see the end at once
-    std::size_t length = 0;
-    for (;;) {
-        const ssize_t count = ::read(file.get(), text.data() + length, text.size() - length);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return std::nullopt;
-        length += static_cast<std::size_t>(count);
-        if (count == 0 || length > limit)
-            break;
-        if (length == text.size())
-            text.resize(text.size() * 2);
-    }
-    if (length > limit)
-        return std::nullopt;
-    text.resize(length);
-    return text;
+    // It may grow meanwhile: one byte beyond the limit tells that it is larger.
+    std::optional<std::string> text = readUpTo(*file, limit + 1);
+    return text && text->size() <= limit ? std::move(text) : std::nullopt;
+}
+
+std::optional<std::string> readStart(const std::string& path, std::size_t limit)
+{
+    const std::optional<OpenFile> file = openRegular(path);
+    return file ? readUpTo(*file, limit) : std::nullopt;
 }
 
 std::vector<std::string> list(const std::string& directory)
@@ -129,7 +152,7 @@ std::vector<std::string> list(const std::string& directory)
     return names;
 }
 
-std::vector<std::string> walk(const std::string& directory)
+std::vector<std::string> walk(const std::string& directory, std::size_t limit)
 {
     std::vector<std::string> paths;
     std::vector<std::string> pending{""}; // relative paths of directories, each with its "/"
@@ -137,6 +160,8 @@ std::vector<std::string> walk(const std::string& directory)
         const std::string relative = std::move(pending.back());
         pending.pop_back();
         for (const Entry& entry : entries(directory + "/" + relative)) {
+            if (paths.size() == limit)
+                return paths;
             paths.push_back(relative + entry.name);
             if (entry.isDirectory)
                 pending.push_back(paths.back() + "/");
@@ -160,6 +185,18 @@ void createDirectories(const std::string& directory, unsigned mode)
         return;
     errno = error;
     fail("cannot create directory", directory);
+}
+
+void writeAll(int descriptor, std::string_view text, const std::string& path)
+{
+    while (!text.empty()) {
+        const ssize_t written = ::write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            fail("cannot write", path);
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 void writeAtomically(const std::string& path, std::string_view text, unsigned mode)
