@@ -52,6 +52,9 @@ TEST(Text, trimsAndSplits)
 TEST(Text, comparesWithoutCase)
 {
     EXPECT_EQ(Text::lowercased("ÄbÇ ẞΣ"), "äbç ßσ");
+    EXPECT_TRUE(Text::hasLowercase("ENg"));
+    EXPECT_TRUE(Text::hasLowercase("ßÉ"));
+    EXPECT_FALSE(Text::hasLowercase("É-1 日"));
     EXPECT_EQ(Text::alphanumericKey("Héllo, Wörld ²!"), "héllowörld²");
     EXPECT_EQ(Text::findIgnoringCase("One TWO", "two"), 4u);
     EXPECT_EQ(Text::findIgnoringCase("ÄÖ x", "ö X"), 2u);

@@ -197,6 +197,18 @@ std::string lowercased(std::string_view text)
     return lower;
 }
 
+bool hasLowercase(std::string_view text)
+{
+    while (!text.empty()) {
+        const Scalar scalar = firstScalar(text);
+        const auto value = static_cast<utf8proc_int32_t>(scalar.value);
+        if (utf8proc_toupper(value) != value)
+            return true;
+        text.remove_prefix(scalar.length);
+    }
+    return false;
+}
+
 std::string alphanumericKey(std::string_view text)
 {
     std::string key;

@@ -54,6 +54,9 @@ std::string_view trimmedOf(std::string_view text, std::string_view set);
 /// Lower case, scalar by scalar.
 std::string lowercased(std::string_view text);
 
+/// Whether upper-casing would change `text`.
+bool hasLowercase(std::string_view text);
+
 /// Only the letters and digits of `text`, in lower case: the form in which two wordings are compared.
 std::string alphanumericKey(std::string_view text);
 

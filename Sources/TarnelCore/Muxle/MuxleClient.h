@@ -1,21 +1,25 @@
 // TarnelCore/Muxle/MuxleClient.h: requests to the terminal multiplexer, and its events.
 #pragma once
+#include "TarnelCore/Base/Clock.h"
 #include "TarnelCore/Base/Environment.h"
 #include "TarnelCore/Muxle/MuxleModels.h"
 #include "TarnelCore/UnixSocket/LineChannel.h"
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace tarnel {
 
-/// An error reply of the multiplexer, or of another server that speaks its protocol. Its text is "muxle <code>: <message>".
+/// An error reply of the multiplexer, or of another server that speaks its protocol. Its text is "muxle <code>:
+/// <message>".
 class MuxleError : public std::runtime_error {
 public:
     MuxleError(const std::string& code, const std::string& message)
@@ -39,12 +43,28 @@ public:
 
     virtual ~MuxleTransport() = default;
 
-    /// One request and its result; null where the reply has none. Blocks, each read for at most `timeout`.
-    /// Throws SocketError, DecodingError or MuxleError.
+    /// One request and its result; null where the reply has none. Blocks, for the whole exchange at most `timeout`.
+    /// Throws SocketError (io with EAGAIN when the time is over, closed when the connection ends without a reply),
+    /// DecodingError for a line that is not JSON, MuxleError, and std::invalid_argument for a time-out that is not
+    /// positive.
     virtual JSON request(std::string_view method, const JSON::Object& params, Seconds timeout) = 0;
 
-    /// Subscribes and blocks: hands the open channel to `onOpen`, then every event to `onEvent`, on the calling thread,
-    /// until the multiplexer ends the connection or someone closes the channel. Throws as `request` does.
+    /// One request among several that don't depend on each other.
+    struct Call {
+        std::string method;
+        JSON::Object params;
+    };
+    /// A call's result, or what it threw.
+    using Outcome = std::variant<JSON, std::exception_ptr>;
+
+    /// Makes the calls side by side, a bounded number at a time, so that a slow multiplexer costs its slowest answers and
+    /// not their sum; all of them together have `timeout`. The outcomes in the order of the calls. Throws only
+    /// std::invalid_argument, for a time-out that is not positive.
+    virtual std::vector<Outcome> requestAll(const std::vector<Call>& calls, Seconds timeout);
+
+    /// Subscribes and blocks, without limit: hands the open channel to `onOpen`, then every event to `onEvent`, on the
+    /// calling thread, until the multiplexer ends the connection or someone closes the channel. Throws as `request`
+    /// does.
     virtual void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
         const std::function<void(const JSON&)>& onEvent) = 0;
 
@@ -57,6 +77,7 @@ class MuxleSocket final : public MuxleTransport {
 public:
     explicit MuxleSocket(std::string socketPath);
     JSON request(std::string_view method, const JSON::Object& params, Seconds timeout) override;
+    std::vector<Outcome> requestAll(const std::vector<Call>& calls, Seconds timeout) override;
     void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
         const std::function<void(const JSON&)>& onEvent) override;
     [[nodiscard]] std::string socketPath() const override { return path; }
@@ -78,10 +99,12 @@ public:
 
     explicit MuxleClient(std::shared_ptr<MuxleTransport> transport);
 
-    /// Where the multiplexer listens. A given session wins over `MUXLE_SOCKET_PATH`; without one, `MUXLE_SESSION` names it.
+    /// Where the multiplexer listens. A given session wins over `MUXLE_SOCKET_PATH`; without one, `MUXLE_SESSION` names
+    /// it. The home directory is `HOME`, else the user's.
     static std::string resolveSocketPath(const std::optional<std::string>& session, const Environment& environment);
 
-    /// The path of the multiplexer's own command-line tool; nothing when it is not installed.
+    /// The path of the multiplexer's own command-line tool: `MUXLE_BIN_PATH` when that can be executed, else the first
+    /// of the usual places; nothing when it is not installed.
     static std::optional<std::string> executable(const Environment& environment);
 
     [[nodiscard]] std::string socketPath() const { return transport->socketPath(); }
@@ -94,7 +117,19 @@ public:
     [[nodiscard]] std::vector<MuxleAgent> panes() const; ///< Every pane, with or without an agent.
     [[nodiscard]] std::vector<MuxleWorkspace> workspaces() const;
 
-    /// The text of a pane's screen. `source` is "visible", "recent_unwrapped" or "detection", `format` "text" or "ansi".
+    /// The same requests with one deadline for all of them, `timeout` from now. `clock` outlives the client.
+    [[nodiscard]] MuxleClient limited(Clock& clock, Seconds timeout) const;
+
+    /// Makes the calls side by side; the outcomes in their order. Never throws.
+    [[nodiscard]] std::vector<MuxleTransport::Outcome> requestAll(const std::vector<MuxleTransport::Call>& calls) const;
+
+    /// The call behind `read`, and the text in its result: for reading many screens side by side.
+    static MuxleTransport::Call readCall(std::string_view pane, std::string_view source,
+        std::optional<std::int64_t> lines, std::string_view format = "text");
+    static std::string readText(const JSON& result);
+
+    /// The text of a pane's screen. `source` is "visible", "recent_unwrapped" or "detection", `format` "text" or
+    /// "ansi".
     [[nodiscard]] std::string read(std::string_view pane, std::string_view source, std::optional<std::int64_t> lines,
         std::string_view format = "text") const;
 
@@ -114,8 +149,7 @@ public:
     [[nodiscard]] std::optional<PaneSize> paneSize(std::string_view pane) const;
 
     /// The elements of `list` that read as a T, in order; none when it is no array.
-    template <class T>
-    static std::vector<T> decodeList(const JSON* list)
+    template <class T> static std::vector<T> decodeList(const JSON* list)
     {
         std::vector<T> decoded;
         if (const JSON::Array* elements = list ? list->array() : nullptr) {

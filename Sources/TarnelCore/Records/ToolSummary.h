@@ -1,6 +1,7 @@
 // TarnelCore/Records/ToolSummary.h: one tool call as a line, a run of tool steps as a few.
 #pragma once
 #include "TarnelCore/JSON/JSON.h"
+#include "TarnelCore/JSON/JSONDocument.h"
 #include "TarnelCore/Records/Transcript.h"
 #include <array>
 #include <optional>
@@ -41,12 +42,17 @@ std::string displayName(std::string_view toolName);
 
 /// What the call was about, in one line of at most 90 characters; may be empty. `home` is shown as "~".
 std::string detail(const JSON& input, std::string_view home);
+std::string detail(const JSONView& input, std::string_view home);
 
 /// The one-line text of a tool step: "Ran npm test".
 std::string describe(std::string_view toolName, const JSON& input, std::string_view home);
 
+/// The same from the call's `detail`, with which the line ends.
+std::string describe(std::string_view toolName, std::string_view detail);
+
 /// The call in full, over several lines, at most 8,000 characters; absent when there is nothing to tell.
 std::optional<std::string> fullDetail(const JSON& input);
+std::optional<std::string> fullDetail(const JSONView& input);
 
 /// The tool steps among `entries` as groups of the same verb, questions and plans left out; more than `limit` groups are
 /// folded into that many, the earliest into one.

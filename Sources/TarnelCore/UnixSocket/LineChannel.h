@@ -24,6 +24,10 @@ public:
     /// Ends both directions and wakes a blocked reader or writer. Any number of times.
     virtual void close() noexcept = 0;
 
+    /// Fails every later `readLine` and `writeLine` that is not done by `deadline`, however many pieces arrive meanwhile.
+    /// To be called by the one thread that reads and writes. A channel that never blocks may ignore it.
+    virtual void setDeadline([[maybe_unused]] std::chrono::steady_clock::time_point deadline) { }
+
     /// The next line as JSON; nothing at end of stream. Throws SocketError, or DecodingError for a line that is not JSON.
     std::optional<JSON> readJSON()
     {

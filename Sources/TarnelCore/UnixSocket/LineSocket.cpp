@@ -21,6 +21,12 @@ constexpr std::size_t longestPath = 103; // what every platform's address has ro
 constexpr int backlog = 32;
 constexpr std::size_t readChunk = 65536;
 
+/// How much is sent at once when a deadline counts: the kernel waits anew for every buffer that one send fills.
+constexpr std::size_t timedWriteChunk = 8192;
+
+using Seconds = LineSocket::Seconds;
+using Deadline = LineSocket::Deadline;
+
 #if defined(__APPLE__)
 constexpr int sendFlags = 0; // SO_NOSIGPIPE is set on the socket instead
 #else
@@ -56,22 +62,80 @@ FileDescriptor newSocket()
 #endif
     if (!made.isOpen())
         throw SocketError::io(errno);
-    prepare(made.get());
     return made;
 }
 
 const sockaddr* generic(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-void setTimeout(int descriptor, int option, timeval limit)
+void validate(Seconds timeout)
 {
+    constexpr double most = 1e9; // some thirty years
+    if (!(timeout.count() > 0 && timeout.count() <= most))
+        throw std::invalid_argument("a time-out must be a positive number of seconds");
+}
+
+void setTimeout(int descriptor, int option, Seconds timeout)
+{
+    const double whole = std::trunc(timeout.count());
+    timeval limit{};
+    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(whole);
+    limit.tv_usec = static_cast<decltype(limit.tv_usec)>((timeout.count() - whole) * 1'000'000);
+    if (limit.tv_sec == 0 && limit.tv_usec == 0)
+        limit.tv_usec = 1; // zero would mean no limit
     ::setsockopt(descriptor, SOL_SOCKET, option, &limit, sizeof limit);
+}
+
+/// Limits the next wait to what is left; false when nothing is.
+bool setTimeout(int descriptor, int option, Deadline deadline)
+{
+    const Seconds left = deadline - std::chrono::steady_clock::now();
+    if (left <= Seconds::zero())
+        return false;
+    setTimeout(descriptor, option, left);
+    return true;
+}
+
+FileDescriptor connected(const std::string& path, std::optional<Deadline> deadline)
+{
+    FileDescriptor made = newSocket();
+    const sockaddr_un address = addressOf(path);
+    for (;;) {
+        if (deadline && !setTimeout(made.get(), SO_SNDTIMEO, *deadline)) // holds for connecting too
+            throw SocketError::io(EAGAIN);
+        if (::connect(made.get(), generic(address), sizeof address) == 0)
+            return made;
+        if (errno == EAGAIN)
+            throw SocketError::io(errno);
+        if (errno != EINTR)
+            throw SocketError::connect(path, errno);
+    }
+}
+
+/// Sends what the system takes of the bytes of `line` and its line feed from `start` on, at most about `most`.
+ssize_t sendPart(int descriptor, std::string_view line, std::size_t start, std::size_t most)
+{
+    char feed = '\n';
+    const std::string_view rest = line.substr(start);
+    const std::string_view part = rest.substr(0, most);
+    std::array<iovec, 2> parts{{{const_cast<char*>(part.data()), part.size()}, {&feed, 1}}};
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = part.size() == rest.size() ? 2 : 1;
+    return ::sendmsg(descriptor, &message, sendFlags);
 }
 
 } // namespace
 
 LineSocket::LineSocket(FileDescriptor connected) noexcept
-    : descriptor(std::move(connected))
+    : LineSocket(std::move(connected), std::nullopt)
 {
+}
+
+LineSocket::LineSocket(FileDescriptor connected, std::optional<Deadline> limit) noexcept
+    : descriptor(std::move(connected))
+    , deadline(limit)
+{
+    prepare(descriptor.get());
 }
 
 std::shared_ptr<LineSocket> LineSocket::listen(const std::string& path)
@@ -86,13 +150,24 @@ std::shared_ptr<LineSocket> LineSocket::listen(const std::string& path)
     return std::make_shared<LineSocket>(std::move(made));
 }
 
-std::shared_ptr<LineSocket> LineSocket::connect(const std::string& path)
+std::shared_ptr<LineSocket> LineSocket::connect(const std::string& path, std::optional<Seconds> patience)
 {
-    FileDescriptor made = newSocket();
-    const sockaddr_un address = addressOf(path);
-    if (::connect(made.get(), generic(address), sizeof address) != 0)
-        throw SocketError::connect(path, errno);
-    return std::make_shared<LineSocket>(std::move(made));
+    if (!patience)
+        return std::make_shared<LineSocket>(connected(path, std::nullopt));
+    auto made = std::make_shared<LineSocket>(connected(path, deadlineAfter(*patience)));
+    made->setWriteTimeout(*patience);
+    return made;
+}
+
+std::shared_ptr<LineSocket> LineSocket::connectUntil(const std::string& path, Deadline deadline)
+{
+    return std::shared_ptr<LineSocket>(new LineSocket(connected(path, deadline), deadline));
+}
+
+LineSocket::Deadline LineSocket::deadlineAfter(Seconds timeout)
+{
+    validate(timeout);
+    return std::chrono::steady_clock::now() + std::chrono::duration_cast<Deadline::duration>(timeout);
 }
 
 std::shared_ptr<LineSocket> LineSocket::accept()
@@ -103,10 +178,8 @@ std::shared_ptr<LineSocket> LineSocket::accept()
 #else
         FileDescriptor made(::accept4(descriptor.get(), nullptr, nullptr, SOCK_CLOEXEC));
 #endif
-        if (made.isOpen()) {
-            prepare(made.get());
+        if (made.isOpen())
             return std::make_shared<LineSocket>(std::move(made));
-        }
         if (errno != EINTR)
             throw SocketError::io(errno);
     }
@@ -114,62 +187,79 @@ std::shared_ptr<LineSocket> LineSocket::accept()
 
 std::optional<std::string> LineSocket::readLine()
 {
-    std::array<char, readChunk> chunk;
     for (;;) {
         const std::size_t feed = unread.find('\n', std::max(consumed, searched));
-        if (feed != unread.npos) {
-            std::string line = unread.substr(consumed, feed - consumed);
-            consumed = feed + 1;
-            return line;
-        }
+        if (std::min(feed, unread.size()) - consumed > lineLimit)
+            throw SocketError::io(EMSGSIZE);
+        if (feed != unread.npos)
+            return takeLine(feed);
         unread.erase(0, consumed);
         consumed = 0;
         searched = unread.size();
         if (unread.empty() && unread.capacity() > readChunk)
             unread = {}; // what one long line took is given back
-        if (unread.size() > lineLimit)
-            throw SocketError::io(EMSGSIZE);
-        const ssize_t count = ::recv(descriptor.get(), chunk.data(), chunk.size(), 0);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            throw SocketError::io(errno);
-        if (count == 0 && unread.empty())
-            return std::nullopt;
-        if (count == 0) {
+        if (!receive()) {
             searched = 0;
-            return std::exchange(unread, {});
+            return unread.empty() ? std::nullopt : std::optional(std::exchange(unread, {}));
         }
-        unread.append(chunk.data(), static_cast<std::size_t>(count));
+    }
+}
+
+/// The line that ends before the line feed at `feed`.
+std::string LineSocket::takeLine(std::size_t feed)
+{
+    if (consumed == 0 && feed > readChunk && feed + 1 == unread.size()) { // long and alone: worth no copy
+        unread.pop_back();
+        searched = 0;
+        return std::exchange(unread, {});
+    }
+    std::string line = unread.substr(consumed, feed - consumed);
+    consumed = feed + 1;
+    return line;
+}
+
+/// Appends what arrives next to `unread`, blocking until something does; false at the end of the stream.
+bool LineSocket::receive()
+{
+    std::array<char, readChunk> chunk;
+    for (;;) {
+        if (deadline && !setTimeout(descriptor.get(), SO_RCVTIMEO, *deadline))
+            throw SocketError::io(EAGAIN);
+        const ssize_t count = ::recv(descriptor.get(), chunk.data(), chunk.size(), 0);
+        if (count >= 0) {
+            unread.append(chunk.data(), static_cast<std::size_t>(count));
+            return count > 0;
+        }
+        if (errno != EINTR)
+            throw SocketError::io(errno);
     }
 }
 
 void LineSocket::writeLine(std::string_view line)
 {
-    char feed = '\n';
-    std::array<iovec, 2> parts{{{const_cast<char*>(line.data()), line.size()}, {&feed, 1}}};
     MutexLock lock(writeMutex);
-    for (std::size_t first = 0; first < parts.size();) {
-        if (parts[first].iov_len == 0) {
-            ++first;
-            continue;
-        }
-        msghdr message{};
-        message.msg_iov = &parts[first];
-        message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(parts.size() - first);
-        const ssize_t sent = ::sendmsg(descriptor.get(), &message, sendFlags);
-        if (sent < 0 && errno == EINTR)
-            continue;
-        if (sent < 0)
-            throw SocketError::io(errno);
-        auto left = static_cast<std::size_t>(sent);
-        for (std::size_t i = first; i < parts.size(); ++i) {
-            const std::size_t taken = std::min(left, parts[i].iov_len);
-            parts[i].iov_base = static_cast<char*>(parts[i].iov_base) + taken;
-            parts[i].iov_len -= taken;
-            left -= taken;
-        }
+    std::size_t sent = 0;
+    const int error = send(line, sent);
+    if (error == 0)
+        return;
+    if (sent > 0)
+        shutdownWrite(); // the next line would be read as the rest of this one
+    throw SocketError::io(error);
+}
+
+/// Sends `line` and a line feed whole; the error number when that fails, and in `sent` how many bytes had gone out.
+int LineSocket::send(std::string_view line, std::size_t& sent)
+{
+    while (sent <= line.size()) {
+        if (deadline && !setTimeout(descriptor.get(), SO_SNDTIMEO, *deadline))
+            return EAGAIN;
+        const ssize_t count = sendPart(descriptor.get(), line, sent, deadline ? timedWriteChunk : line.npos);
+        if (count >= 0)
+            sent += static_cast<std::size_t>(count);
+        else if (errno != EINTR)
+            return errno;
     }
+    return 0;
 }
 
 void LineSocket::close() noexcept
@@ -178,23 +268,16 @@ void LineSocket::close() noexcept
         ::shutdown(descriptor.get(), SHUT_RDWR);
 }
 
-void LineSocket::setReadTimeout(std::chrono::duration<double> timeout)
+void LineSocket::setReadTimeout(Seconds timeout)
 {
-    constexpr double most = 1e9; // some thirty years
-    if (!(timeout.count() > 0 && timeout.count() <= most))
-        throw std::invalid_argument("a read time-out must be a positive number of seconds");
-    const double whole = std::trunc(timeout.count());
-    timeval limit{};
-    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(whole);
-    limit.tv_usec = static_cast<decltype(limit.tv_usec)>((timeout.count() - whole) * 1'000'000);
-    setTimeout(descriptor.get(), SO_RCVTIMEO, limit);
+    validate(timeout);
+    setTimeout(descriptor.get(), SO_RCVTIMEO, timeout);
 }
 
-void LineSocket::setWriteTimeout(std::chrono::seconds timeout)
+void LineSocket::setWriteTimeout(Seconds timeout)
 {
-    timeval limit{};
-    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(timeout.count());
-    setTimeout(descriptor.get(), SO_SNDTIMEO, limit);
+    validate(timeout);
+    setTimeout(descriptor.get(), SO_SNDTIMEO, timeout);
 }
 
 void LineSocket::shutdownWrite() noexcept { ::shutdown(descriptor.get(), SHUT_WR); }
@@ -206,7 +289,7 @@ SocketOpener::SocketOpener(std::string socketPath)
 
 std::shared_ptr<LineChannel> SocketOpener::open(std::chrono::duration<double> timeout)
 {
-    auto channel = LineSocket::connect(path);
+    auto channel = LineSocket::connect(path, timeout);
     channel->setReadTimeout(timeout);
     return channel;
 }

@@ -1,0 +1,212 @@
+#include "TarnelCore/Daemon/TarnelDaemon.h"
+#include "TarnelCore/Base/Files.h"
+#include "TarnelCore/Base/Thread.h"
+#include <cerrno>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+namespace tarnel {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::nanoseconds tickInterval = 2s; // catches what makes no event, such as a growing record
+constexpr std::chrono::nanoseconds acceptPause = 50ms;
+constexpr std::size_t longestRequest = std::size_t{64} << 20;
+
+std::string successLine(const JSON& id, std::string_view result)
+{
+    JSONWriter writer;
+    writer.beginObject();
+    writer.key("id");
+    writer.write(id);
+    writer.key("result");
+    writer.writeEncoded(result);
+    writer.endObject();
+    return writer.take();
+}
+
+JSON failure(std::string_view code, std::string_view message)
+{
+    return JSON::object({{"code", code}, {"message", message}});
+}
+
+std::string errorLine(const JSON& id, std::string_view code, std::string_view message)
+{
+    return JSON::object({{"id", id}, {"error", failure(code, message)}}).serialized();
+}
+
+/// For a line that cannot be understood as a request at all.
+std::string badLine(std::string_view message)
+{
+    return JSON::object({{"error", failure("bad_request", message)}}).serialized();
+}
+
+} // namespace
+
+TarnelDaemon::TarnelDaemon(AttentionEngine& source, std::string path, World surroundings)
+    : engine(source)
+    , socketPath(std::move(path))
+    , world(std::move(surroundings))
+    , watch(engine.muxle(), world.log,
+          {.agentPanes =
+                  [this] {
+                      const auto snapshot = publisher.current();
+                      return snapshot ? EventWatch::agentPanes(*snapshot) : EventWatch::PaneSet();
+                  },
+              .scheduleRefresh = [this](std::chrono::nanoseconds delay) { refresher.schedule(delay); },
+              .pause = world.pauseWatch})
+    , refresher(engine, publisher, world.clock, world.log, world.makeQueue,
+          {.afterPublish = [this](const MachineSnapshot& snapshot) {
+              watch.agentPanesAre(EventWatch::agentPanes(snapshot));
+          }})
+    , services{engine, publisher, refresher, world.clock}
+    , serving("tarneld.client")
+{
+}
+
+TarnelDaemon::~TarnelDaemon()
+{
+    stop();
+    watch.stop(); // first: its thread schedules refreshes
+    if (ticker.joinable())
+        ticker.join();
+}
+
+void TarnelDaemon::run()
+{
+    Files::createDirectories(Files::parent(socketPath), 0700);
+    claim.emplace(socketPath);
+    const auto listener = LineSocket::listen(socketPath);
+    {
+        MutexLock lock(mutex);
+        listening = listener;
+    }
+    world.log.message("listening on " + socketPath + " for machine " + engine.machine() + ", muxle "
+        + engine.muxle().socketPath());
+    refresher.refresh(); // so that the first subscriber is told at once
+    watch.start();
+    ticker = std::thread([this] { tick(); });
+    acceptConnections(*listener);
+}
+
+void TarnelDaemon::stop()
+{
+    std::set<std::shared_ptr<Connection>> ending;
+    std::shared_ptr<LineSocket> listener;
+    {
+        MutexLock lock(mutex);
+        isStopping = true;
+        ending = connections;
+        listener = listening;
+    }
+    stopped.notifyAll();
+    if (listener)
+        listener->close();
+    for (const auto& connection : ending)
+        connection->close();
+}
+
+bool TarnelDaemon::hasStopped()
+{
+    MutexLock lock(mutex);
+    return isStopping;
+}
+
+bool TarnelDaemon::pause(std::chrono::nanoseconds duration)
+{
+    const auto end = std::chrono::steady_clock::now() + duration;
+    MutexLock lock(mutex);
+    while (!isStopping && std::chrono::steady_clock::now() < end)
+        stopped.waitUntil(mutex, end);
+    return !isStopping;
+}
+
+void TarnelDaemon::tick()
+{
+    setThreadName("tarneld.tick");
+    while (pause(tickInterval))
+        refresher.schedule(0ns);
+}
+
+void TarnelDaemon::acceptConnections(LineSocket& listener)
+{
+    while (!hasStopped()) {
+        try {
+            auto socket = listener.accept();
+            socket->setLineLimit(longestRequest);
+            const auto connection = std::make_shared<Connection>(std::move(socket));
+            serving.run([this, connection] { serve(connection); });
+        } catch (const std::exception&) {
+            // No descriptors, memory or threads left, most likely: what is served goes on, and may free some.
+            pause(acceptPause);
+        }
+    }
+}
+
+void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
+{
+    if (!add(connection))
+        return;
+    try {
+        while (const auto line = connection->readLine())
+            answer(connection, *line);
+    } catch (const SocketError& error) {
+        if (error.error == EMSGSIZE)
+            connection->reply(badLine("line too long"));
+    } catch (const std::exception&) {
+        // No memory or no thread left for this client: it is let go, and the others are served.
+    }
+    publisher.unsubscribe(connection);
+    connection->close();
+    MutexLock lock(mutex);
+    connections.erase(connection);
+}
+
+/// Returns false when the daemon stops, and nothing new is served.
+bool TarnelDaemon::add(const std::shared_ptr<Connection>& connection)
+{
+    MutexLock lock(mutex);
+    if (!isStopping)
+        connections.insert(connection);
+    return !isStopping;
+}
+
+void TarnelDaemon::answer(const std::shared_ptr<Connection>& connection, std::string_view line)
+{
+    const std::optional<JSON> request = JSON::parseLine(line);
+    if (!request)
+        return connection->reply(badLine("not JSON"));
+    const JSON* givenID = (*request)["id"];
+    const JSON id = givenID ? *givenID : JSON();
+    const std::string method = stringOf((*request)["method"]).value_or("");
+    const JSON* givenParams = (*request)["params"];
+    const JSON::Object params = givenParams && givenParams->object() ? *givenParams->object() : JSON::Object();
+    if (method == "subscribe") {
+        connection->reply(successLine(id, R"({"commands":true,"subscribed":true})"));
+        connection->startPushing();
+        return publisher.subscribe(connection);
+    }
+    try {
+        connection->reply(successLine(id, result(method, params)));
+    } catch (const std::exception& error) {
+        connection->reply(errorLine(id, "failed", error.what()));
+    }
+}
+
+std::string TarnelDaemon::result(const std::string& name, const JSON::Object& members)
+{
+    const Method* method = MethodTable::find(name);
+    if (!method)
+        throw DaemonError::unknownMethod(name);
+    const Params params(members);
+    if (method->isTraced) {
+        const std::string target = params.string("pane").value_or(params.string("method").value_or(""));
+        world.log.trace(world.clock.now(), "request " + name + " " + target);
+    }
+    return method->handle(services, params);
+}
+
+} // namespace tarnel
