@@ -79,9 +79,9 @@ TEST(TOML, boundsNesting)
     const auto nested = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
     EXPECT_TRUE(TOML::parseValue(nested(512)));
     EXPECT_FALSE(TOML::parseValue(nested(513)));
-    EXPECT_FALSE(TOML::parseValue(nested(100'000)));
+    EXPECT_FALSE(TOML::parseValue(nested(20'000)));
     std::string path = "a";
-    for (int i = 0; i < 1'000'000; ++i)
+    for (int i = 0; i < 100'000; ++i)
         path += ".a";
     EXPECT_THROW(TOML::parse(path + " = 1"), TOMLError);
     EXPECT_THROW(TOML::parse("[" + path + "]\na = 1"), TOMLError);

@@ -1,5 +1,6 @@
 #include "TarnelCore/JSON/JSON.h"
 #include "TarnelCore/JSON/JSONDocument.h"
+#include "TarnelCore/JSON/JSONWriter.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -89,6 +90,15 @@ TEST(JSON, writesNullForWhatCannotBeEncoded)
 {
     EXPECT_EQ(JSON(JSON::Array{1, std::nan("")}).serialized(), "null");
     EXPECT_EQ(JSON("a\xffz\xed\xa0\x80").serialized(), "\"a\uFFFDz\uFFFD\uFFFD\uFFFD\"");
+}
+
+TEST(JSONWriter, escapesSlashesWhenAsked)
+{
+    JSONWriter writer(JSONWriter::Slashes::escaped);
+    for (int round = 0; round < 2; ++round) { // taking the text keeps the choice
+        writer.write(JSON::object({{"a/b", "//\n"}}));
+        EXPECT_EQ(writer.take(), R"({"a\/b":"\/\/\n"})");
+    }
 }
 
 TEST(JSONDocument, viewsReadWithoutBuildingValues)

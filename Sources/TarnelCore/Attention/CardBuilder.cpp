@@ -36,13 +36,22 @@ std::string_view firstSentence(std::string_view paragraph)
     return shortest;
 }
 
+/// Whether this ASCII character ends a link.
+bool endsLink(char c) { return Text::isWhitespace(static_cast<unsigned char>(c)) || contains(")]>\"'`", {&c, 1}); }
+
 /// The bytes from the start of `text` that can stand in a link.
 std::size_t linkLength(std::string_view text)
 {
     std::size_t end = 0;
     while (end < text.size()) {
+        if (static_cast<unsigned char>(text[end]) < 0x80) {
+            if (endsLink(text[end]))
+                break;
+            ++end;
+            continue;
+        }
         const Text::Scalar scalar = Text::firstScalar(text.substr(end));
-        if (Text::isWhitespace(scalar.value) || (scalar.value < 0x80 && contains(")]>\"'`", text.substr(end, 1))))
+        if (Text::isWhitespace(scalar.value))
             break;
         end += scalar.length;
     }

@@ -18,6 +18,10 @@ bool isDecimal(char c) { return c >= '0' && c <= '9'; }
 void skipWhitespace(std::string_view& text)
 {
     while (!text.empty()) {
+        if (text[0] == ' ') { // nearly all there is
+            text.remove_prefix(1);
+            continue;
+        }
         const Text::Scalar scalar = Text::firstScalar(text);
         if (!Text::isWhitespace(scalar.value))
             return;
@@ -35,6 +39,9 @@ template <class Literals> bool skipOne(std::string_view& text, const Literals& l
     }
     return false;
 }
+
+/// Whether a menu line can go on with this byte: a digit, a box edge or a marker. Most lines are told apart here.
+bool canStartOption(char c) { return isDecimal(c) || c == '|' || c == '>' || static_cast<unsigned char>(c) >= 0x80; }
 
 /// `text`, which starts with the label, without the white space and the box edge behind it. The label keeps at least
 /// its first character, though that be a box edge.
@@ -60,6 +67,39 @@ std::string_view lastScalar(std::string_view space)
 }
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
+
+/// `text` with one space for every run of white space, and none at the ends.
+std::string collapsed(std::string_view text)
+{
+    std::string result(text.size(), '\0');
+    char* const begin = result.data();
+    char* end = begin;
+    const auto putSpace = [&] {
+        if (end != begin && end[-1] != ' ')
+            *end++ = ' ';
+    };
+    for (std::size_t at = 0; at < text.size();) {
+        const char c = text[at];
+        if (static_cast<unsigned char>(c) >= 0x80) {
+            const Text::Scalar scalar = Text::firstScalar(text.substr(at));
+            if (Text::isWhitespace(scalar.value))
+                putSpace();
+            else
+                end = std::copy_n(&text[at], scalar.length, end);
+            at += scalar.length;
+            continue;
+        }
+        if (c == ' ' || (c >= '\t' && c <= '\r'))
+            putSpace();
+        else
+            *end++ = c;
+        ++at;
+    }
+    if (end != begin && end[-1] == ' ')
+        --end;
+    result.resize(static_cast<std::size_t>(end - begin));
+    return result;
+}
 
 /// The options with their labels in the form in which they are compared.
 class Labels {
@@ -188,6 +228,8 @@ std::optional<std::string> onlyFaintText(std::string_view line)
 std::optional<MenuOption> menuOption(std::string_view line)
 {
     skipWhitespace(line);
+    if (line.empty() || !canStartOption(line[0]))
+        return std::nullopt;
     skipOne(line, boxEdges);
     skipWhitespace(line);
     MenuOption option;
@@ -247,7 +289,7 @@ std::vector<MenuOption> menu(std::string_view screen)
 
 bool isQuestionScreen(std::string_view screen, const std::vector<std::string>& markers)
 {
-    const std::string text = Text::lowercased(Text::joined(Text::words(screen), " "));
+    const std::string text = Text::lowercased(collapsed(screen));
     return std::any_of(markers.begin(), markers.end(),
         [&](const std::string& marker) { return !marker.empty() && contains(text, Text::lowercased(marker)); });
 }

@@ -98,12 +98,14 @@ public:
     void sweep() TARNEL_EXCLUDES(mutex)
     {
         MutexLock lock(mutex);
-        std::erase_if(entries, [](Entry& entry) {
-            if (!entry.child->hasEnded())
-                return false;
-            entry.waiter.join(); // it has done all but return
-            return true;
-        });
+        for (auto entry = entries.begin(); entry != entries.end();) {
+            if (!entry->child->hasEnded()) {
+                ++entry;
+                continue;
+            }
+            entry->waiter.join(); // it has done all but return
+            entry = entries.erase(entry);
+        }
     }
 
 private:

@@ -10,9 +10,17 @@ constexpr char32_t replacement = 0xFFFD;
 
 bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
 
-bool isASCII(std::string_view text) { return std::all_of(text.begin(), text.end(), [](char c) { return isASCII(c); }); }
+bool isASCII(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char c) { return isASCII(c); });
+}
 
 char lowercaseASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+char32_t lowercase(char32_t scalar)
+{
+    return static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(scalar)));
+}
 
 /// The bytes that `text` starts with and that form one scalar, or nothing when they are not UTF-8.
 std::optional<Scalar> decode(std::string_view text)
@@ -90,8 +98,8 @@ std::size_t firstCharacterLength(std::string_view text)
     utf8proc_int32_t state = 0;
     while (length < text.size()) {
         const Scalar next = firstScalar(text.substr(length));
-        if (utf8proc_grapheme_break_stateful(static_cast<utf8proc_int32_t>(scalar.value),
-                static_cast<utf8proc_int32_t>(next.value), &state))
+        if (utf8proc_grapheme_break_stateful(
+                static_cast<utf8proc_int32_t>(scalar.value), static_cast<utf8proc_int32_t>(next.value), &state))
             break;
         length += next.length;
         scalar = next;
@@ -185,13 +193,17 @@ std::string lowercased(std::string_view text)
     std::string lower;
     lower.reserve(text.size());
     while (!text.empty()) {
-        if (isASCII(text[0])) {
-            lower += lowercaseASCII(text[0]);
-            text.remove_prefix(1);
-            continue;
-        }
+        const auto ascii = std::find_if_not(text.begin(), text.end(), [](char c) { return isASCII(c); }) - text.begin();
+        const std::size_t start = lower.size();
+        lower += text.substr(0, static_cast<std::size_t>(ascii));
+        std::transform(lower.begin() + static_cast<std::ptrdiff_t>(start), lower.end(),
+            lower.begin() + static_cast<std::ptrdiff_t>(start), lowercaseASCII);
+        text.remove_prefix(static_cast<std::size_t>(ascii));
+        if (text.empty())
+            break;
         const Scalar scalar = firstScalar(text);
-        append(lower, static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(scalar.value))));
+        const bool isSymbol = scalar.value >= 0x2500 && scalar.value < 0x2C00; // of which screens are full; no letters
+        append(lower, isSymbol ? scalar.value : lowercase(scalar.value));
         text.remove_prefix(scalar.length);
     }
     return lower;
@@ -221,7 +233,7 @@ std::string alphanumericKey(std::string_view text)
         if (scalar.value < 0x80)
             key += lowercaseASCII(static_cast<char>(scalar.value));
         else
-            append(key, static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(scalar.value))));
+            append(key, lowercase(scalar.value));
     }
     return key;
 }
@@ -284,7 +296,7 @@ std::optional<std::size_t> findIgnoringCase(std::string_view text, std::string_v
     std::vector<std::size_t> origin; // of each byte of `lower`: where its scalar starts in `text`
     for (std::size_t at = 0; at < text.size();) {
         const Scalar scalar = firstScalar(text.substr(at));
-        append(lower, static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(scalar.value))));
+        append(lower, lowercase(scalar.value));
         origin.resize(lower.size(), at);
         at += scalar.length;
     }

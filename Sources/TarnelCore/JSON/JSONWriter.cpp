@@ -12,22 +12,28 @@ namespace {
 /// What a byte of a string needs: nothing, an escape, or a look at the sequence that it begins.
 enum class Need : unsigned char { nothing, escape, look };
 
-constexpr std::array<Need, 256> needs = [] {
+constexpr std::array<Need, 256> needs(JSONWriter::Slashes slashes)
+{
     std::array<Need, 256> table{};
     for (std::size_t byte = 0; byte < 0x20; ++byte)
         table[byte] = Need::escape;
     table['"'] = Need::escape;
     table['\\'] = Need::escape;
+    table['/'] = slashes == JSONWriter::Slashes::escaped ? Need::escape : Need::nothing;
     for (std::size_t byte = 0x80; byte < 0x100; ++byte)
         table[byte] = Need::look;
     return table;
-}();
+}
+
+constexpr auto needsWithPlainSlashes = needs(JSONWriter::Slashes::plain);
+constexpr auto needsWithEscapedSlashes = needs(JSONWriter::Slashes::escaped);
 
 void appendEscape(std::string& buffer, char c)
 {
     switch (c) {
     case '"':
     case '\\':
+    case '/':
         (buffer += '\\') += c;
         return;
     case '\b':
@@ -78,10 +84,11 @@ void JSONWriter::write(double value)
 
 void JSONWriter::write(std::string_view text)
 {
+    const auto& table = slashes == Slashes::plain ? needsWithPlainSlashes : needsWithEscapedSlashes;
     buffer += '"';
     std::size_t done = 0;
     for (std::size_t at = 0; at < text.size();) {
-        const Need need = needs[static_cast<unsigned char>(text[at])];
+        const Need need = table[static_cast<unsigned char>(text[at])];
         if (need == Need::nothing) {
             ++at;
             continue;

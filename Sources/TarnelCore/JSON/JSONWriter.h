@@ -7,10 +7,18 @@
 
 namespace tarnel {
 
-/// Appends JSON text to a buffer: no white space, slashes as they are, integral numbers without fraction or exponent,
-/// other numbers in the shortest form that reads back. Text that is not UTF-8 is written with U+FFFD in its place.
+/// Appends JSON text to a buffer: no white space, integral numbers without fraction or exponent, other
+/// numbers in the shortest form that reads back. Text that is not UTF-8 is written with U+FFFD in its place.
 class JSONWriter {
 public:
+    /// How "/" is written inside strings: as it is, or as "\/", which some readers want.
+    enum class Slashes { plain, escaped };
+
+    explicit JSONWriter(Slashes slashes = Slashes::plain)
+        : slashes(slashes)
+    {
+    }
+
     void write(std::nullptr_t) { buffer += "null"; }
     void write(bool value) { buffer += value ? "true" : "false"; }
     void write(std::int64_t value);
@@ -53,6 +61,7 @@ private:
         needsComma = true;
     }
 
+    Slashes slashes;
     std::string buffer;
     bool needsComma = false;
     bool isUnencodable = false;
