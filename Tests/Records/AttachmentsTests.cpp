@@ -1,7 +1,7 @@
+#include "Records/TemporaryFolder.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Regex.h"
 #include "TarnelCore/Records/Attachments.h"
-#include "TemporaryFolder.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,5 +1,5 @@
+#include "Records/TemporaryFolder.h"
 #include "TarnelCore/Records/SlashCommands.h"
-#include "TemporaryFolder.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

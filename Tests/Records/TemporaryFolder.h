@@ -27,9 +27,10 @@ public:
 
     [[nodiscard]] std::string operator/(std::string_view name) const { return path + "/" + std::string(name); }
 
-    /// Writes `text` into the file `name`, which keeps its place on disk; returns its path.
-    std::string write(std::string_view name, std::string_view text) const
+    /// Writes `text` into the file `name`, which keeps its place on disk; makes the folders above it. Returns its path.
+    std::string write(std::string_view name, std::string_view text = "") const
     {
+        std::filesystem::create_directories(std::filesystem::path(*this / name).parent_path());
         std::ofstream(*this / name, std::ios::binary | std::ios::trunc) << text;
         return *this / name;
     }
