@@ -1,4 +1,4 @@
-#include "Records/TemporaryFolder.h"
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Regex.h"
 #include "TarnelCore/Records/Attachments.h"
@@ -23,7 +23,7 @@ Timestamp now() { return std::chrono::floor<std::chrono::microseconds>(std::chro
 class Attachments : public testing::Test {
 protected:
     const TemporaryFolder folder;
-    const std::string directory = tarnel::Attachments::directory(folder.path);
+    const std::string directory = tarnel::Attachments::directory(folder.path());
 };
 
 TEST_F(Attachments, namesAndWritesFiles)

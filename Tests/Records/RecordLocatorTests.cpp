@@ -1,4 +1,4 @@
-#include "Records/TemporaryFolder.h"
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Records/RecordLocator.h"
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ protected:
 
     const TemporaryFolder home;
     StillClock clock;
-    RecordLocator locator{home.path, clock};
+    RecordLocator locator{home.path(), clock};
 };
 
 const std::string uuid = "0197a1b2-0000-7000-8000-123456789abc";

@@ -1,4 +1,4 @@
-#include "Records/TemporaryFolder.h"
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/JSON/JSONDocument.h"
 #include "TarnelCore/Records/StatusLineCache.h"
 #include "TarnelCore/Records/StatusLineReader.h"
@@ -125,7 +125,7 @@ TEST(StatusLineReader, findsACodexModelFarFromTheEnd)
 TEST(StatusLineReader, readsGrok)
 {
     const TemporaryFolder folder;
-    const RecordPlace place{Kind::grok, folder.path};
+    const RecordPlace place{Kind::grok, folder.path()};
     EXPECT_EQ(StatusLineReader::read(place), std::nullopt);
     const std::pair<const char*, std::optional<StatusLine>> cases[] = {
         {R"({"current_model_id": "grok-x", "reasoning_effort": "low"})",
@@ -147,7 +147,7 @@ TEST(StatusLineCache, readsAgainOnlyWhatChanged)
         return folder.write("summary.json", R"({"current_model_id":")" + model + R"("})");
     };
     const auto at = fs::file_time_type::clock::now() - std::chrono::hours(1);
-    const RecordPlace place{Kind::grok, folder.path};
+    const RecordPlace place{Kind::grok, folder.path()};
     StatusLineCache cache;
     const auto model = [&] { return cache.statusLine(place).value_or(StatusLine{}).model.value_or("none"); };
     EXPECT_EQ(model(), "none");
@@ -159,7 +159,7 @@ TEST(StatusLineCache, readsAgainOnlyWhatChanged)
     EXPECT_EQ(model(), "a");
     cache.retain({place, {Kind::claude, folder / "x"}});
     EXPECT_EQ(model(), "a");
-    cache.retain({{Kind::claude, folder.path}});
+    cache.retain({{Kind::claude, folder.path()}});
     EXPECT_EQ(model(), "b");
     summary("cc");
     fs::last_write_time(path, at);
