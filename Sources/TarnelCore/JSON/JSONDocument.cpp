@@ -159,15 +159,25 @@ std::optional<std::string_view> JSONView::string() const
 
 std::optional<JSONView> JSONView::operator[](std::string_view key) const
 {
+    std::optional<JSONView> found;
+    findMembers({&key, 1}, {&found, 1});
+    return found;
+}
+
+void JSONView::findMembers(std::span<const std::string_view> keys, std::span<std::optional<JSONView>> found) const
+{
     simdjson::dom::object members;
     if (reinterpret<element>(storage).get_object().get(members) != simdjson::SUCCESS)
-        return std::nullopt;
-    std::optional<JSONView> found;
-    for (auto at = members.begin(); at != members.end(); ++at) {
-        if (at.key_equals(key))
-            found = JSONView(reinterpret<Storage>(at.value()));
+        return;
+    const auto end = members.end();
+    for (auto at = members.begin(); at != end; ++at) {
+        const std::string_view key = at.key();
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            // Most keys differ in length or already in their first byte; finding that out here costs less than a call.
+            if (key.size() == keys[i].size() && (key.empty() || key[0] == keys[i][0]) && key == keys[i])
+                found[i] = JSONView(reinterpret<Storage>(at.value()));
+        }
     }
-    return found;
 }
 
 JSON JSONView::value() const

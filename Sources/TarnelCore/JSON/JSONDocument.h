@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace tarnel {
@@ -28,6 +29,15 @@ public:
 
     /// The member under `key`, the last one of a repeated key; nothing when this is no object or has none.
     [[nodiscard]] std::optional<JSONView> operator[](std::string_view key) const;
+
+    /// The members under `keys`, in the order of the keys, in one pass over the object.
+    template <std::size_t count>
+    [[nodiscard]] std::array<std::optional<JSONView>, count> members(const std::string_view (&keys)[count]) const
+    {
+        std::array<std::optional<JSONView>, count> found;
+        findMembers(keys, found);
+        return found;
+    }
 
     /// Calls `visit(key, value)` for every member in the text's order, repeated keys included; nothing for another case.
     template <class Visit>
@@ -69,6 +79,7 @@ private:
         : storage(decoded)
     {
     }
+    void findMembers(std::span<const std::string_view> keys, std::span<std::optional<JSONView>> found) const;
     [[nodiscard]] Cursor firstMember() const;
     [[nodiscard]] static Cursor nextMember(const MemberPosition& previous);
     [[nodiscard]] std::optional<Element> firstElement() const;

@@ -4,6 +4,7 @@
 #include "TarnelCore/Records/GrokReader.h"
 #include "TarnelCore/Records/TranscriptFold.h"
 #include <algorithm>
+#include <array>
 
 namespace tarnel {
 
@@ -11,8 +12,8 @@ namespace {
 
 /// How much is compared to know a file again: at its beginning, and before its former end, where any change of length
 /// further up shows.
-constexpr std::uint64_t headSample = 4'096;
-constexpr std::uint64_t endSample = 16'384;
+constexpr std::uint64_t headSample = 1'024;
+constexpr std::uint64_t endSample = 4'096;
 
 /// Texts in the table that no step needs any more are bounded by this many and twice the steps.
 constexpr std::size_t spareNames = 4'096;
@@ -43,16 +44,17 @@ RecordStyle styleOf(RecordPlace::Kind kind)
 
 } // namespace
 
-RecordHistory::Sample RecordHistory::Sample::take(const RecordFile& file, std::uint64_t offset, std::uint64_t size)
+void RecordHistory::Sample::take(const RecordFile& file, std::uint64_t from, std::uint64_t size)
 {
-    Sample sample{.offset = offset, .bytes = std::string(size, '\0')};
-    sample.bytes.resize(file.read(offset, sample.bytes.data(), size));
-    return sample;
+    offset = from;
+    bytes.resize(size);
+    bytes.resize(file.read(offset, bytes.data(), size));
 }
 
 bool RecordHistory::Sample::stillStands(const RecordFile& file) const
 {
-    return take(file, offset, bytes.size()).bytes == bytes;
+    std::array<char, std::max(headSample, endSample)> now;
+    return std::string_view(now.data(), file.read(offset, now.data(), bytes.size())) == bytes;
 }
 
 RecordHistory::RecordHistory(RecordPlace::Kind kind, std::string home, const RecordWindows::Sizes& sizes)
@@ -70,8 +72,9 @@ void RecordHistory::update(const RecordFile& file)
         readAfresh(file);
     const std::uint64_t size = file.stamp().size;
     read = isComplete ? std::optional(file.stamp()) : std::nullopt;
-    const std::uint64_t end = std::min(size, endSample);
-    samples = {Sample::take(file, 0, std::min(size, headSample)), Sample::take(file, size - end, end)};
+    beginning.take(file, 0, std::min(size, headSample));
+    const std::uint64_t length = std::min(size, endSample);
+    end.take(file, size - length, length);
 }
 
 void RecordHistory::clear()
@@ -90,7 +93,7 @@ bool RecordHistory::hasOnlyGrown(const RecordFile& file) const
 {
     const Files::Stamp& now = file.stamp();
     return read && resumeAt && now.device == read->device && now.inode == read->inode && now.size > read->size
-        && std::all_of(samples.begin(), samples.end(), [&](const Sample& each) { return each.stillStands(file); });
+        && beginning.stillStands(file) && end.stillStands(file);
 }
 
 void RecordHistory::readAfresh(const RecordFile& file)

@@ -4,7 +4,6 @@
 #include "TarnelCore/Records/RecordSteps.h"
 #include "TarnelCore/Records/RecordWindows.h"
 #include "TarnelCore/Records/Transcript.h"
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -45,7 +44,7 @@ private:
         std::uint64_t offset = 0;
         std::string bytes;
 
-        static Sample take(const RecordFile& file, std::uint64_t offset, std::uint64_t size);
+        void take(const RecordFile& file, std::uint64_t from, std::uint64_t size);
         [[nodiscard]] bool stillStands(const RecordFile& file) const;
     };
 
@@ -70,7 +69,8 @@ private:
     bool hasGap = false;
     bool isComplete = false; // the file had all the bytes that it should have had
     std::optional<Files::Stamp> read;
-    std::array<Sample, 2> samples;
+    Sample beginning;
+    Sample end;
 };
 
 /// The transcript of decoded or undecodable `lines` in file order, as the record's reader understands them. Each line

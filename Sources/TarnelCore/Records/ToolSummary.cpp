@@ -73,12 +73,16 @@ template <class Visit> void forEachSortedMember(const JSON& value, Visit visit)
 template <class Visit> void forEachSortedMember(const JSONView& value, Visit visit)
 {
     std::vector<std::pair<std::string_view, JSONView>> members;
-    value.forEachMember([&](std::string_view key, JSONView member) { members.emplace_back(key, member); });
-    std::stable_sort(members.begin(), members.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (std::size_t i = 0; i < members.size(); ++i) {
-        if (i + 1 == members.size() || members[i + 1].first != members[i].first)
-            visit(members[i].first, members[i].second);
-    }
+    value.forEachMember([&](std::string_view key, const JSONView& member) {
+        const auto place = std::lower_bound(
+            members.begin(), members.end(), key, [](const auto& each, std::string_view k) { return each.first < k; });
+        if (place != members.end() && place->first == key)
+            place->second = member; // of a repeated key the last counts
+        else
+            members.emplace(place, key, member);
+    });
+    for (const auto& [key, member] : members)
+        visit(key, member);
 }
 
 /// The strings of an array joined with spaces, other elements left out.
@@ -98,6 +102,22 @@ bool isLonger(std::string_view text, std::size_t count)
     return text.size() > count && Text::prefix(text, count).size() < text.size();
 }
 
+/// Appends `text` with each run of spaces and line feeds as one space.
+void appendWithSingleSpaces(std::string& line, std::string_view text)
+{
+    const std::size_t start = line.size();
+    line.resize(start + text.size());
+    char* end = line.data() + start;
+    bool isBehindSpace = start > 0 && line[start - 1] == ' ';
+    for (const char c : text) {
+        const bool isSpace = c == ' ' || c == '\n';
+        *end = isSpace ? ' ' : c;
+        end += isSpace && isBehindSpace ? 0 : 1;
+        isBehindSpace = isSpace;
+    }
+    line.resize(static_cast<std::size_t>(end - line.data()));
+}
+
 /// `text` as one line of at most 90 characters.
 std::string oneLine(std::string_view text, std::string_view home)
 {
@@ -109,18 +129,14 @@ std::string oneLine(std::string_view text, std::string_view home)
     }
     // Of a long text only the beginning is worth the work: it is enough once the line is sure to be cut, with room for
     // a character of which only some bytes are there yet.
-    std::size_t nextCheck = detailCharacters + 9;
-    line.reserve(std::min(line.size() + text.size(), nextCheck));
-    for (const char c : text) {
-        const bool isSpace = c == ' ' || c == '\n';
-        if (isSpace && line.ends_with(' '))
-            continue;
-        line += isSpace ? ' ' : c;
-        if (line.size() < nextCheck)
-            continue;
+    for (std::size_t wanted = detailCharacters + 9; !text.empty(); wanted *= 2) {
+        while (line.size() < wanted && !text.empty()) {
+            const std::size_t taken = std::min(wanted - line.size(), text.size());
+            appendWithSingleSpaces(line, text.substr(0, taken));
+            text.remove_prefix(taken);
+        }
         if (isLonger(line, detailCharacters + 8))
             break;
-        nextCheck *= 2;
     }
     if (isLonger(line, detailCharacters)) {
         line.resize(Text::prefix(line, detailCharacters - 1).size());

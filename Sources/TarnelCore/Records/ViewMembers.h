@@ -1,4 +1,4 @@
-// TarnelCore/Records/ViewMembers.h: takes several members out of a decoded object at once.
+// TarnelCore/Records/ViewMembers.h: takes members out of decoded values that may be absent.
 #pragma once
 #include "TarnelCore/JSON/JSONDocument.h"
 #include <array>
@@ -9,22 +9,12 @@
 
 namespace tarnel {
 
-/// The members of `object` under `keys`, in the order of the keys; none when it is no object. Goes over the object
-/// once, where one look-up a key would go over it as many times.
+/// The members of `object` under `keys`, in the order of the keys; none when there is no object.
 template <std::size_t count>
 std::array<std::optional<JSONView>, count> membersOf(
     const std::optional<JSONView>& object, const std::string_view (&keys)[count])
 {
-    std::array<std::optional<JSONView>, count> found;
-    if (!object)
-        return found;
-    object->forEachMember([&](std::string_view key, const JSONView& value) {
-        for (std::size_t i = 0; i < count; ++i) {
-            if (key == keys[i])
-                found[i] = value; // of a repeated key the last counts
-        }
-    });
-    return found;
+    return object ? object->members(keys) : std::array<std::optional<JSONView>, count>();
 }
 
 inline std::optional<JSONView> memberOf(const std::optional<JSONView>& object, std::string_view key)
