@@ -9,10 +9,6 @@ namespace tarnel::tmux {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto patience = 8s; // less than clients have
-constexpr auto promptPatience = 15s;
 constexpr std::int64_t mostLines = 100'000;
 
 JSON ping(Call& call)
@@ -187,14 +183,14 @@ const std::vector<Method>& readingMethods()
     return table;
 }
 
-JSON callMethod(Monitor& monitor, const std::string& method, const JSON::Object& params)
+JSON callMethod(
+    Monitor& monitor, const std::string& method, const JSON::Object& params, std::chrono::milliseconds patience)
 {
     const Method* row = methodNamed(method);
     if (!row)
         throw TmuxError::unknownMethod(method);
-    const Monitor::Deadline deadline =
-        std::chrono::steady_clock::now() + (method == "agent.prompt" ? promptPatience : patience);
-    Call call{monitor, Params(params), deadline};
+    const auto limit = method == "agent.prompt" ? 2 * patience : patience;
+    Call call{monitor, Params(params), std::chrono::steady_clock::now() + limit};
     return row->handler(call);
 }
 
