@@ -27,12 +27,14 @@ public:
 
     [[nodiscard]] std::string operator/(std::string_view name) const { return path + "/" + std::string(name); }
 
-    /// Writes `text` into the file `name`, which keeps its place on disk; makes the folders above it. Returns its path.
+    /// Makes `text` what the file `name` holds, in place when it is there, and the folders above it; returns its path.
     std::string write(std::string_view name, std::string_view text = "") const
     {
         std::filesystem::create_directories(std::filesystem::path(*this / name).parent_path());
-        std::ofstream(*this / name, std::ios::binary | std::ios::trunc) << text;
-        return *this / name;
+        const std::string file = append(name, "");
+        std::fstream(file, std::ios::binary | std::ios::in | std::ios::out) << text;
+        std::filesystem::resize_file(file, text.size()); // emptying it first would have some systems wait for the disk
+        return file;
     }
 
     std::string append(std::string_view name, std::string_view text) const
