@@ -1,5 +1,5 @@
 #include "TarnelCore/Daemon/DaemonClient.h"
-#include "TarnelCore/Muxle/MuxleClient.h"
+#include "TarnelCore/Daemon/ReplyError.h"
 #include "TarnelCore/UnixSocket/LineSocket.h"
 #include <utility>
 
@@ -74,7 +74,7 @@ JSON DaemonClient::call(std::string_view method, const JSON::Object& params, Sec
         if (!line || integerOf((*line)["id"]) != id)
             continue;
         if (const JSON* error = (*line)["error"])
-            throw MuxleError::fromReply(*error);
+            throw replyError(*error);
         const JSON* result = (*line)["result"];
         return result ? *result : JSON();
     }
