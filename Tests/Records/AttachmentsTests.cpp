@@ -1,7 +1,7 @@
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Regex.h"
 #include "TarnelCore/Records/Attachments.h"
-#include "TemporaryFolder.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@ Timestamp now() { return std::chrono::floor<std::chrono::microseconds>(std::chro
 class Attachments : public testing::Test {
 protected:
     const TemporaryFolder folder;
-    const std::string directory = tarnel::Attachments::directory(folder.path);
+    const std::string directory = tarnel::Attachments::directory(folder.path());
 };
 
 TEST_F(Attachments, namesAndWritesFiles)

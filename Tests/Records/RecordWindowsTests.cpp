@@ -1,4 +1,4 @@
-#include "Records/TemporaryFolder.h"
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Records/RecordWindows.h"
 #include <gtest/gtest.h>
 #include <random>
@@ -136,7 +136,7 @@ TEST(RecordWindows, hasNoLinesOfWhatIsNoFile)
     const TemporaryFolder folder;
     const std::string pipe = folder / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    for (const std::string& path : {pipe, folder.path, folder / "missing", std::string("/dev/zero")})
+    for (const std::string& path : {pipe, folder.path(), folder / "missing", std::string("/dev/zero")})
         EXPECT_TRUE(RecordLines(path, RecordWindows::recent).empty()) << path;
 }
 

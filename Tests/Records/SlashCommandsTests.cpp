@@ -1,5 +1,5 @@
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Records/SlashCommands.h"
-#include "TemporaryFolder.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -71,8 +71,8 @@ TEST(SlashCommands, survivesWhatOthersPutThere)
 #endif
     const Commands expected = {{"/binary", "", "user"}, {"/crlf", "From elsewhere", "user"}, {"/good", "Good", "user"},
         {"/huge", "Huge", "user"}, {"/linked", "Good", "user"}, {"/pipe", "", "user"}, {"/self", "", "user"}};
-    EXPECT_EQ(SlashCommands::files(folder.path, "user", ""), expected);
-    EXPECT_EQ(SlashCommands::skills(folder.path, "skill"), Commands());
+    EXPECT_EQ(SlashCommands::files(folder.path(), "user", ""), expected);
+    EXPECT_EQ(SlashCommands::skills(folder.path(), "skill"), Commands());
 }
 
 TEST(SlashCommands, readsFrontMatter)

@@ -1,9 +1,9 @@
 // Tests/Support/TemporaryFolder.h: a folder of a test's own.
 #pragma once
-#include "TarnelCore/Base/Files.h"
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -33,12 +33,21 @@ public:
     /// The path of what is, or will be, called `relative` inside.
     [[nodiscard]] std::string operator/(std::string_view relative) const { return name + "/" + std::string(relative); }
 
-    /// Writes a file, with the folders above it, and returns its path. Throws std::system_error.
-    std::string write(std::string_view relative, std::string_view text) const
+    /// Makes `text` what the file `relative` holds, in place when it is there; makes the folders above it. Returns its path.
+    std::string write(std::string_view relative, std::string_view text = "") const
+    {
+        const std::string file = append(relative, "");
+        std::fstream(file, std::ios::binary | std::ios::in | std::ios::out) << text;
+        std::filesystem::resize_file(file, text.size()); // emptying it first would have some systems wait for the disk
+        return file;
+    }
+
+    /// Adds `text` to the end of a file, which is made when it is not there. Returns its path.
+    std::string append(std::string_view relative, std::string_view text) const
     {
         const std::string file = *this / relative;
-        Files::createDirectories(Files::parent(file));
-        Files::writeAtomically(file, text);
+        std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+        std::ofstream(file, std::ios::binary | std::ios::app) << text;
         return file;
     }
 

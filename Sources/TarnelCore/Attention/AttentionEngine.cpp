@@ -243,23 +243,34 @@ std::optional<AttentionItem> AttentionEngine::item(
         : finding->kind == AttentionKind::finished
         ? (record ? record->lastAssistantMessage.value_or("") : "")
         : tail(screen, identityLines);
-    std::vector<std::string> menu = labels(ScreenReading::menu(screen));
+    AttentionItem item = makeItem(agent, space, record.get(), *finding, identity);
     if (finding->kind == AttentionKind::finished && agent.kind() == AgentKind::claude) {
         const auto colored = screens.colored();
         if (const auto suggestion = colored ? ScreenReading::suggestion(*colored) : std::nullopt)
-            menu = {*suggestion};
+            item.choices = AttentionItem::choicesFor(pending, {*suggestion});
     }
+    if (record)
+        item.waitingSince = record->pendingSince ? record->pendingSince : record->lastActivity;
+    return item;
+}
+
+/// The item without the time since which it waits.
+AttentionItem AttentionEngine::makeItem(const MuxleAgent& agent, const std::string& space, const Transcript* record,
+    const Finding& finding, const std::string& identity) const
+{
     std::optional<std::string> screenTail;
-    if (finding->screen)
-        screenTail = tail(screen, screenTailLines);
-    return AttentionItem{.kind = finding->kind,
-        .fingerprint = {machineName, agent.paneID, agent.stateChangeSeq, finding->kind, Fingerprint::hash(identity)},
-        .card = CardBuilder::build(machineName, agent, space, record.get(), std::move(screenTail)),
-        .waitingSince = !record ? std::nullopt : record->pendingSince ? record->pendingSince : record->lastActivity,
-        .stateChangeSeq = agent.stateChangeSeq,
-        .revision = agent.revision,
-        .screenAsking = finding->screenAsking,
-        .choices = AttentionItem::choicesFor(pending, menu)};
+    if (finding.screen)
+        screenTail = tail(*finding.screen, screenTailLines);
+    AttentionItem item;
+    item.kind = finding.kind;
+    item.fingerprint = {machineName, agent.paneID, agent.stateChangeSeq, finding.kind, Fingerprint::hash(identity)};
+    item.card = CardBuilder::build(machineName, agent, space, record, std::move(screenTail));
+    item.stateChangeSeq = agent.stateChangeSeq;
+    item.revision = agent.revision;
+    item.screenAsking = finding.screenAsking;
+    item.choices = AttentionItem::choicesFor(
+        item.card.pending, labels(ScreenReading::menu(finding.screen ? std::string_view(*finding.screen) : "")));
+    return item;
 }
 
 std::optional<AttentionEngine::Finding> AttentionEngine::find(
@@ -305,17 +316,11 @@ std::optional<AttentionItem> AttentionEngine::idleAskingItem(
     if (!screen || !ScreenReading::isQuestionScreen(*screen, options.questionMarkers))
         return std::nullopt;
     const std::shared_ptr<const Transcript> record = transcript(agent);
-    constexpr AttentionKind kind = AttentionKind::asking;
-    return AttentionItem{.kind = kind,
-        .fingerprint = {machineName, agent.paneID, agent.stateChangeSeq, kind,
-            Fingerprint::hash(tail(*screen, identityLines))},
-        .card = CardBuilder::build(machineName, agent, space, record.get(), tail(*screen, screenTailLines)),
-        .waitingSince = record ? record->lastActivity : std::nullopt,
-        .stateChangeSeq = agent.stateChangeSeq,
-        .revision = agent.revision,
-        .screenAsking = true,
-        .choices = AttentionItem::choicesFor(
-            record ? record->pending : std::nullopt, labels(ScreenReading::menu(*screen)))};
+    AttentionItem item = makeItem(
+        agent, space, record.get(), {AttentionKind::asking, true, screen}, tail(*screen, identityLines));
+    if (record)
+        item.waitingSince = record->lastActivity;
+    return item;
 }
 
 std::optional<RecordPlace> AttentionEngine::place(const MuxleAgent& agent)

@@ -74,6 +74,8 @@ private:
     [[nodiscard]] std::optional<RecordPlace> place(const MuxleAgent& agent);
     [[nodiscard]] std::optional<Finding> find(const MuxleAgent& agent, const Transcript* transcript, PaneScreens& screens) const;
     [[nodiscard]] std::optional<Finding> findDone(const Transcript* transcript, PaneScreens& screens) const;
+    [[nodiscard]] AttentionItem makeItem(const MuxleAgent& agent, const std::string& space, const Transcript* record,
+        const Finding& finding, const std::string& identity) const;
     [[nodiscard]] std::optional<AttentionItem> idleAskingItem(
         const MuxleAgent& agent, const std::string& space, PaneScreens& screens);
 

@@ -49,6 +49,25 @@ std::optional<Scalar> decode(std::string_view text)
 
 utf8proc_category_t category(char32_t scalar) { return utf8proc_category(static_cast<utf8proc_int32_t>(scalar)); }
 
+/// How many of the first `limit` bytes are a character each, without looking at any of them alone: ASCII, no carriage
+/// return, and nothing behind that could belong to the last one.
+std::size_t plainRun(std::string_view text, std::size_t limit)
+{
+    constexpr std::size_t stride = 16; // compiles to one comparison
+    const auto isPlain = [](char c) { return isASCII(c) && c != '\r'; };
+    const std::size_t end = std::min(limit, text.size());
+    std::size_t length = 0;
+    for (bool isRun = true; isRun && length + stride <= end; length += isRun ? stride : 0) {
+        for (std::size_t i = 0; i < stride; ++i)
+            isRun &= isPlain(text[length + i]);
+    }
+    while (length < end && isPlain(text[length]))
+        ++length;
+    if (length > 0 && length < text.size() && !isASCII(text[length]))
+        --length;
+    return length;
+}
+
 std::vector<std::string_view> splitKeeping(std::string_view text, char separator, bool keepsEmpty)
 {
     std::vector<std::string_view> pieces;
@@ -110,16 +129,30 @@ std::size_t firstCharacterLength(std::string_view text)
 std::size_t characterCount(std::string_view text)
 {
     std::size_t count = 0;
-    for (; !text.empty(); ++count)
-        text.remove_prefix(firstCharacterLength(text));
+    while (!text.empty()) {
+        const std::size_t plain = plainRun(text, text.size());
+        text.remove_prefix(plain);
+        count += plain;
+        if (!text.empty()) {
+            text.remove_prefix(firstCharacterLength(text));
+            ++count;
+        }
+    }
     return count;
 }
 
 std::string_view prefix(std::string_view text, std::size_t count)
 {
     std::size_t end = 0;
-    for (; count > 0 && end < text.size(); --count)
-        end += firstCharacterLength(text.substr(end));
+    while (count > 0 && end < text.size()) {
+        const std::size_t plain = plainRun(text.substr(end), count);
+        end += plain;
+        count -= plain;
+        if (count > 0 && end < text.size()) {
+            end += firstCharacterLength(text.substr(end));
+            --count;
+        }
+    }
     return text.substr(0, end);
 }
 

@@ -64,10 +64,12 @@ RecordHistory::RecordHistory(RecordPlace::Kind kind, std::string home, const Rec
 
 void RecordHistory::update(const RecordFile& file)
 {
-    if (!hasOnlyGrown(file) || !extend(file))
+    const bool isKnown = hasOnlyGrown(file);
+    read.reset(); // so that nothing half-done is taken for the file when memory runs out
+    if (!isKnown || !extend(file))
         readAfresh(file);
     const std::uint64_t size = file.stamp().size;
-    read = resumeAt ? std::optional(file.stamp()) : std::nullopt;
+    read = isComplete ? std::optional(file.stamp()) : std::nullopt;
     const std::uint64_t end = std::min(size, endSample);
     samples = {Sample::take(file, 0, std::min(size, headSample)), Sample::take(file, size - end, end)};
 }
@@ -80,13 +82,14 @@ void RecordHistory::clear()
     dropped = 0;
     resumeAt.reset();
     hasGap = false;
+    isComplete = false;
     read.reset();
 }
 
 bool RecordHistory::hasOnlyGrown(const RecordFile& file) const
 {
     const Files::Stamp& now = file.stamp();
-    return read && now.device == read->device && now.inode == read->inode && now.size > read->size
+    return read && resumeAt && now.device == read->device && now.inode == read->inode && now.size > read->size
         && std::all_of(samples.begin(), samples.end(), [&](const Sample& each) { return each.stillStands(file); });
 }
 
@@ -98,8 +101,9 @@ void RecordHistory::readAfresh(const RecordFile& file)
     visit(file, 0, extent.headEnd);
     const bool isHeadRead = resumeAt.has_value();
     visit(file, extent.tailBegin, file.stamp().size);
+    isComplete = isHeadRead && resumeAt;
     // What starts within a line cannot be continued: it is no line once it goes on.
-    if (!isHeadRead || extent.isFragment)
+    if (!isComplete || extent.isFragment)
         resumeAt.reset();
 }
 

@@ -36,8 +36,7 @@ public:
     /// The transcript of what was read last.
     [[nodiscard]] Transcript transcript() const;
 
-    /// The stamp of the file that was read last; nothing when that reading cannot stand for the file, since it changed
-    /// meanwhile.
+    /// The stamp of the file that was read last; nothing when there is none, or when it shrank while it was read.
     [[nodiscard]] const std::optional<Files::Stamp>& stamp() const { return read; }
 
 private:
@@ -69,6 +68,7 @@ private:
     std::optional<std::uint64_t>
         resumeAt; // behind the last line feed that was read; nothing when it cannot go on there
     bool hasGap = false;
+    bool isComplete = false; // the file had all the bytes that it should have had
     std::optional<Files::Stamp> read;
     std::array<Sample, 2> samples;
 };

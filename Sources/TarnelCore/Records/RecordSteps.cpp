@@ -24,6 +24,13 @@ void StepWriter::endLine()
         add(RecordStep::Kind::activity);
 }
 
+void StepWriter::branch(std::string_view name)
+{
+    if (lastBranch == 0 || names.text(lastBranch) != name)
+        lastBranch = names.number(name);
+    current.branch = lastBranch;
+}
+
 RecordStep& StepWriter::add(RecordStep::Kind kind)
 {
     current.isTold = true;

@@ -77,7 +77,7 @@ public:
 
     // What holds for the line.
     void at(std::optional<Timestamp> time) { current.at = time; }
-    void branch(std::string_view name) { current.branch = names.number(name); }
+    void branch(std::string_view name);
     void item() { current.isItem = true; }
 
     // What the line says.
@@ -103,6 +103,7 @@ private:
     std::vector<RecordStep>& steps;
     NameTable& names;
     std::string_view home;
+    NameTable::Number lastBranch = 0; // most lines name the same
     struct {
         std::uint64_t offset = 0;
         std::optional<Timestamp> at;

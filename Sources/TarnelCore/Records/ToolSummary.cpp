@@ -109,7 +109,8 @@ std::string oneLine(std::string_view text, std::string_view home)
     }
     // Of a long text only the beginning is worth the work: it is enough once the line is sure to be cut, with room for
     // a character of which only some bytes are there yet.
-    std::size_t nextCheck = 4 * detailCharacters;
+    std::size_t nextCheck = detailCharacters + 9;
+    line.reserve(std::min(line.size() + text.size(), nextCheck));
     for (const char c : text) {
         const bool isSpace = c == ' ' || c == '\n';
         if (isSpace && line.ends_with(' '))

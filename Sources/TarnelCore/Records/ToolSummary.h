@@ -54,8 +54,8 @@ std::string describe(std::string_view toolName, std::string_view detail);
 std::optional<std::string> fullDetail(const JSON& input);
 std::optional<std::string> fullDetail(const JSONView& input);
 
-/// The tool steps among `entries` as groups of the same verb, questions and plans left out; more than `limit` groups are
-/// folded into that many, the earliest into one.
+/// The tool steps among `entries` as groups of the same verb, questions and plans left out; more than `limit` groups
+/// are folded into that many, the earliest into one.
 std::vector<ToolGroup> groups(const Entries& entries, std::size_t limit);
 
 /// The titles of `groups`.

@@ -13,13 +13,13 @@ std::optional<std::string> textOf(const TranscriptEntry* entry)
 
 class Fold {
 public:
-    Fold(const NameTable& names, RecordStyle style, bool hasItems, std::size_t stepCount)
+    Fold(const NameTable& names, RecordStyle style, bool hasItems, std::size_t entryCount)
         : names(names)
         , style(style)
         , hasItems(hasItems)
         , openCalls(names.bound())
     {
-        transcript.entries.reserve(stepCount);
+        transcript.entries.reserve(entryCount);
     }
 
     void add(const RecordStep& step)
@@ -174,10 +174,16 @@ private:
 Transcript foldTranscript(
     std::span<const RecordStep> head, std::span<const RecordStep> tail, const NameTable& names, RecordStyle style)
 {
-    const auto isItem = [](const RecordStep& step) { return step.isItem; };
-    const bool hasItems = style == RecordStyle::turns
-        && (std::any_of(head.begin(), head.end(), isItem) || std::any_of(tail.begin(), tail.end(), isItem));
-    Fold fold(names, style, hasItems, head.size() + tail.size());
+    std::size_t entryCount = 0;
+    bool hasItems = false;
+    for (const auto& steps : {head, tail}) {
+        for (const RecordStep& step : steps) {
+            if (step.entry)
+                ++entryCount;
+            hasItems = hasItems || step.isItem;
+        }
+    }
+    Fold fold(names, style, hasItems, entryCount);
     for (const RecordStep& step : head)
         fold.add(step);
     for (const RecordStep& step : tail)
