@@ -164,19 +164,38 @@ TEST(DaemonClient, snapshotIsDecodedStrictly)
     EXPECT_THROW(Scripted({R"({"id":1,"result":null})"}).client.snapshot(), DecodingError);
 }
 
+TEST(DaemonClient, answerSendsTheRequestAsItsParams)
+{
+    Scripted daemon({R"({"id":1,"result":{"applied":{"method":"menu 1"}}})"});
+    AnswerRequest request;
+    request.fingerprint.paneID = "p1";
+    request.choice = "Yes";
+    EXPECT_EQ(daemon.client.answer(request), AnswerOutcome(AnswerApplied{"menu 1"}));
+    const auto sent = JSON::parse(daemon.channel->written.at(0));
+    EXPECT_EQ(stringOf(sent["method"]), "answer");
+    EXPECT_EQ(*sent["params"], jsonValue(request));
+    EXPECT_EQ(daemon.opener->asked, 30s);
+}
+
 TEST(DaemonClient, subscriptionTellsWhatArrivesInOrder)
 {
     Scripted daemon({R"({"event":"snapshot","snapshot":)" + emptySnapshot + "}",
         R"({"id":1,"result":{"commands":true,"subscribed":true}})", "no JSON", R"({"event":"snapshot","snapshot":{}})",
-        R"({"event":"other"})", R"({"event":"snapshot","snapshot":)" + emptySnapshot + "}"});
+        R"({"event":"other"})", R"({"event":"command","reply":{"id":"c1","status":"done"}})",
+        R"({"event":"command","reply":{"id":"c2","status":"?"}})",
+        R"({"event":"snapshot","snapshot":)" + emptySnapshot + "}"});
     std::vector<std::string> told;
     daemon.client.subscribe({.onOpen =
                                  [&](const std::shared_ptr<DaemonLink>& link) {
                                      told.push_back(link->takesCommands() ? "open, takes commands" : "open");
+                                     link->send({.id = "c1", .action = SendNowAction{"c9"}});
                                  },
-        .onSnapshot = [&](const MachineSnapshot& snapshot) { told.push_back(snapshot.machine); }});
-    EXPECT_EQ(told, (std::vector<std::string>{"studio", "open, takes commands", "studio"}));
-    EXPECT_EQ(daemon.channel->written, std::vector<std::string>{R"({"id":1,"method":"subscribe","params":{}})"});
+        .onSnapshot = [&](const MachineSnapshot& snapshot) { told.push_back(snapshot.machine); },
+        .onReply = [&](const CommandReply& reply) { told.push_back(reply.id); }});
+    EXPECT_EQ(told, (std::vector<std::string>{"studio", "open, takes commands", "c1", "studio"}));
+    EXPECT_EQ(daemon.channel->written,
+        (std::vector<std::string>{R"({"id":1,"method":"subscribe","params":{}})",
+            R"({"id":0,"method":"command","params":{"action":{"sendNow":{"message":"c9"}},"id":"c1"}})"}));
     EXPECT_EQ(daemon.channel->closes, 1);
     EXPECT_EQ(daemon.opener->asked, 24h);
 }
@@ -196,8 +215,8 @@ TEST(DaemonClient, closedLinkEndsTheSubscriptionAndTakesNothing)
     link->close();
     EXPECT_FALSE(link->takesCommands());
     try {
-        link->write(JSON());
-        FAIL() << "written";
+        link->send({});
+        FAIL() << "sent";
     } catch (const SocketError& error) {
         EXPECT_EQ(error.kind, SocketError::Kind::closed);
     }
