@@ -85,11 +85,11 @@ void FullScreen::leave() noexcept
 
 void FullScreen::draw(const std::vector<std::string>& lines)
 {
-    // One write of the whole screen, each line erased only behind its text: nothing flickers.
+    // One write of the whole screen, so that nothing flickers. A line is erased before its text is written, the last
+    // one with all below it: behind a text that fills its line the cursor would still stand on the last cell.
     std::string text = "\x1b[H";
     for (std::size_t i = 0; i < lines.size(); ++i)
-        text += (i == 0 ? "" : "\r\n") + lines[i] + "\x1b[K";
-    text += "\x1b[J";
+        text += std::string(i == 0 ? "" : "\r\n") + (i + 1 == lines.size() ? "\x1b[J" : "\x1b[K") + lines[i];
     writeOutput(text);
 }
 
