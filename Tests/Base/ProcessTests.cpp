@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <system_error>
 
@@ -43,6 +44,20 @@ bool hasChildren()
 {
     siginfo_t info{};
     return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+TEST(Process, readsTheInputThatItIsGiven)
+{
+    Process::Options options = shell("cat; echo over");
+    options.pipesInput = true;
+    const Process process(options);
+    ASSERT_EQ(::send(process.input().get(), "word\n", 5, 0), 5);
+    ::shutdown(process.input().get(), SHUT_WR);
+    EXPECT_EQ(readAll(process), "word\nover\n");
+    EXPECT_EQ(process.waitFor(patience), 0);
+#if !defined(__APPLE__)
+    EXPECT_EQ(::send(process.input().get(), "late", 4, MSG_NOSIGNAL), -1);
+#endif
 }
 
 TEST(Process, startsInItsOwnWorld)

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <utility>
@@ -165,16 +166,38 @@ Pipe newPipe(const Process::Options& options)
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
+Pipe newSocketPair(const Process::Options& options)
+{
+    int ends[2];
+#if defined(__APPLE__)
+    const bool isMade = ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0;
+    if (isMade) {
+        ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+        ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+        const int on = 1;
+        ::setsockopt(ends[1], SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+    }
+#else
+    const bool isMade = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0;
+#endif
+    if (!isMade)
+        fail(errno, options);
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
 /// What the child does with descriptors and its directory before it becomes the executable.
 class FileActions {
 public:
-    FileActions(const Process::Options& options, int output)
+    FileActions(const Process::Options& options, int input, int output)
     {
         check(::posix_spawn_file_actions_init(&actions), options);
         // The output first: its number may be that of the standard input.
         if (output >= 0)
             check(::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO), options);
-        check(::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0), options);
+        if (input >= 0)
+            check(::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO), options);
+        else
+            check(::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0), options);
         if (options.workingDirectory)
             check(::posix_spawn_file_actions_addchdir_np(&actions, options.workingDirectory->c_str()), options);
 #if defined(__APPLE__)
@@ -230,14 +253,14 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     return result;
 }
 
-pid_t spawn(const Process::Options& options, int output)
+pid_t spawn(const Process::Options& options, int input, int output)
 {
     std::vector<std::string> words{options.executable};
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());
     std::vector<std::string> variables;
     for (const auto& [name, value] : options.environment)
         variables.push_back(name + "=" + value);
-    const FileActions files(options, output);
+    const FileActions files(options, input, output);
     const Attributes attributes(options);
     pid_t id = 0;
     check(::posix_spawn(&id, options.executable.c_str(), &files.actions, &attributes.attributes, pointers(words).data(),
@@ -263,7 +286,8 @@ Process::Process(const Options& options)
     Abandoned::shared().sweep();
     keepExitStatuses();
     Pipe pipe = options.pipesOutput ? newPipe(options) : Pipe();
-    const auto started = std::make_shared<Child>(spawn(options, pipe.writing.get()));
+    Pipe input = options.pipesInput ? newSocketPair(options) : Pipe();
+    const auto started = std::make_shared<Child>(spawn(options, input.reading.get(), pipe.writing.get()));
     try {
         waiter = std::thread([started] {
             setThreadName("child." + std::to_string(started->id));
@@ -275,6 +299,7 @@ Process::Process(const Options& options)
         fail(error.code().value(), options);
     }
     child = started;
+    inputEnd = std::move(input.writing);
     outputEnd = std::move(pipe.reading);
 }
 

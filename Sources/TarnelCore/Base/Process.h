@@ -12,7 +12,7 @@
 namespace tarnel {
 
 /// A child process in a process group of its own. It starts with default signal dispositions, no blocked signals, an
-/// empty standard input, the standard error of this process, and no other descriptor of this process.
+/// empty standard input unless it is given one, the standard error of this process, and no other descriptor of it.
 /// Thread-safety: every operation may be called from any thread.
 /// Lifetime: the child outlives its Process unless it is terminated; either way it is reaped as soon as it ends.
 class Process {
@@ -22,6 +22,7 @@ public:
         std::vector<std::string> arguments = {}; ///< Without the name of the executable.
         Environment environment = {}; ///< All of it; nothing is inherited.
         std::optional<std::string> workingDirectory = {}; ///< This process's own when absent.
+        bool pipesInput = false; ///< Standard input comes from `input` instead of being empty.
         bool pipesOutput = false; ///< Standard output goes to `output` instead of this process's own.
     };
 
@@ -34,6 +35,10 @@ public:
     /// The reading end of the child's standard output; not open unless it was asked for. It ends when the child and all
     /// that inherited its output have ended.
     [[nodiscard]] const FileDescriptor& output() const { return outputEnd; }
+
+    /// The writing end of the child's standard input; not open unless it was asked for. It is a socket, so that `send`
+    /// can write to a child that may have gone without raising a signal, and `shutdown` ends the input.
+    [[nodiscard]] const FileDescriptor& input() const { return inputEnd; }
 
     [[nodiscard]] bool isRunning() const;
 
@@ -50,6 +55,7 @@ private:
     class Abandoned;
 
     std::shared_ptr<Child> child; // constant once started; shared with the thread that waits for it
+    FileDescriptor inputEnd;
     FileDescriptor outputEnd;
     std::thread waiter;
 };
