@@ -1,4 +1,5 @@
 #include "muxle-tmux/ControlClient.h"
+#include "TarnelCore/Base/Text.h"
 #include "TarnelCore/Base/Thread.h"
 #include "muxle-tmux/TmuxError.h"
 #include <array>
@@ -66,12 +67,11 @@ void ControlClient::write(std::string_view line)
     }
 }
 
-ControlClient::Pending ControlClient::start(std::string_view command)
+ControlClient::Pending ControlClient::startAll(const std::vector<std::string>& commands)
 {
-    std::string line(command);
-    line += '\n';
-    std::promise<ControlReply> promise;
-    Pending pending = promise.get_future();
+    const std::string line = Text::joined(commands, " ; ") + "\n";
+    Waiting entry{.count = commands.size()};
+    Pending pending = entry.promise.get_future();
     MutexLock order(writeMutex);
     {
         MutexLock lock(mutex);
@@ -79,23 +79,26 @@ ControlClient::Pending ControlClient::start(std::string_view command)
             throw disconnected();
         if (waiting.size() >= mostWaiting)
             throw TmuxError::timeout();
-        waiting.push_back(std::move(promise));
+        waiting.push_back(std::move(entry));
     }
     write(line);
     return pending;
 }
 
-std::string ControlClient::result(Pending& pending, Deadline deadline)
+std::vector<std::string> ControlClient::results(Pending& pending, Deadline deadline)
 {
     if (pending.wait_until(deadline) != std::future_status::ready)
         throw TmuxError::timeout();
-    ControlReply reply = pending.get();
-    if (reply.isError)
-        throw TmuxError::refused(reply.text);
-    return std::move(reply.text);
+    std::vector<std::string> texts;
+    for (ControlReply& reply : pending.get()) {
+        if (reply.isError)
+            throw TmuxError::refused(reply.text);
+        texts.push_back(std::move(reply.text));
+    }
+    return texts;
 }
 
-std::string ControlClient::run(std::string_view command, Deadline deadline)
+std::string ControlClient::run(const std::string& command, Deadline deadline)
 {
     Pending pending = start(command);
     return result(pending, deadline);
@@ -136,27 +139,32 @@ void ControlClient::handle(const ControlMessage& message)
     const ControlReply& reply = std::get<ControlReply>(message);
     if (!reply.isOurs)
         return;
-    std::promise<ControlReply> answered;
+    std::optional<Waiting> answered;
     {
         MutexLock lock(mutex);
         if (waiting.empty())
             return;
-        answered = std::move(waiting.front());
+        Waiting& first = waiting.front();
+        first.replies.push_back(reply);
+        if (first.replies.size() < first.count && !reply.isError)
+            return;
+        answered = std::move(first);
         waiting.pop_front();
     }
-    answered.set_value(reply); // whoever has given up waiting does not see it
+    answered->promise.set_value(std::move(answered->replies)); // whoever has given up waiting does not see it
+    handlers.answered();
 }
 
 void ControlClient::end()
 {
-    std::deque<std::promise<ControlReply>> unanswered;
+    std::deque<Waiting> unanswered;
     {
         MutexLock lock(mutex);
         isOver = true;
         unanswered.swap(waiting);
     }
-    for (std::promise<ControlReply>& each : unanswered)
-        each.set_exception(std::make_exception_ptr(disconnected()));
+    for (Waiting& each : unanswered)
+        each.promise.set_exception(std::make_exception_ptr(disconnected()));
     handlers.ended();
 }
 

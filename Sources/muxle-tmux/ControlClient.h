@@ -27,6 +27,7 @@ public:
     struct Handlers {
         std::function<void(const ControlNotification&)> notification;
         std::function<void()> ended; ///< Once, after which every command fails.
+        std::function<void()> answered = [] {}; ///< After each answer, in its place among the notifications.
     };
 
     /// Attaches to the session with the id `session` ("$0"). `flags` as for `attach-session -f`.
@@ -36,22 +37,32 @@ public:
     ControlClient(const ControlClient&) = delete;
     ControlClient& operator=(const ControlClient&) = delete;
 
-    /// A command under way.
-    using Pending = std::future<ControlReply>;
+    /// Commands under way: their replies up to the first that is an error.
+    using Pending = std::future<std::vector<ControlReply>>;
 
-    /// Sends one command, which must be a single line and not empty. Throws TmuxError::unavailable after the end.
-    Pending start(std::string_view command);
+    /// Sends commands, each a single line and not empty, between which nothing else happens on the server; those behind
+    /// one that fails are not run. Throws TmuxError::unavailable after the end.
+    Pending startAll(const std::vector<std::string>& commands);
+    Pending start(const std::string& command) { return startAll({command}); }
 
-    /// What the command wrote. Throws TmuxError: refused with tmux's own message, timeout, unavailable.
-    static std::string result(Pending& pending, Deadline deadline);
+    /// What each of the commands wrote. Throws TmuxError: refused with tmux's own message, timeout, unavailable.
+    static std::vector<std::string> results(Pending& pending, Deadline deadline);
+    /// The same of the last.
+    static std::string result(Pending& pending, Deadline deadline) { return results(pending, deadline).back(); }
 
     /// `start` and `result`.
-    std::string run(std::string_view command, Deadline deadline);
+    std::string run(const std::string& command, Deadline deadline);
 
     /// Whether `ended` has been, or is about to be, called.
     [[nodiscard]] bool hasEnded() const TARNEL_EXCLUDES(mutex);
 
 private:
+    struct Waiting {
+        std::promise<std::vector<ControlReply>> promise;
+        std::size_t count = 0; // of commands
+        std::vector<ControlReply> replies = {};
+    };
+
     void read();
     void handle(const ControlMessage& message);
     void end() TARNEL_EXCLUDES(mutex);
@@ -61,7 +72,7 @@ private:
     Process process;
     Mutex writeMutex; // commands are queued in the order in which they are written; taken before `mutex`
     mutable Mutex mutex;
-    std::deque<std::promise<ControlReply>> waiting TARNEL_GUARDED_BY(mutex);
+    std::deque<Waiting> waiting TARNEL_GUARDED_BY(mutex);
     bool isOver TARNEL_GUARDED_BY(mutex) = false;
     std::thread reader; // last: all that it uses exists before it starts
 };

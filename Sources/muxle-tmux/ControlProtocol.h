@@ -11,8 +11,7 @@
 /// Pure. The protocol: tmux(1), "CONTROL MODE".
 namespace tarnel::tmux {
 
-/// The block that answers one command. A line that is sent holds exactly one command, so that replies come in the order
-/// of the lines.
+/// The block that answers one command. They come in the order of the commands.
 struct ControlReply {
     bool isOurs = false; ///< It answers a line that this client sent, not the attaching itself or a hook.
     bool isError = false;

@@ -78,7 +78,7 @@ std::shared_ptr<ControlClient> Monitor::client()
     return current;
 }
 
-std::string Monitor::run(std::string_view command, Deadline limit) { return client()->run(command, limit); }
+std::string Monitor::run(const std::string& command, Deadline limit) { return client()->run(command, limit); }
 
 void Monitor::noteFocus(std::int64_t session, std::optional<std::int64_t> pane)
 {
@@ -160,10 +160,11 @@ void Monitor::followSession(const Attachment& attachment)
     setClient(control);
     try {
         followClient(*control, attachment);
-    } catch (...) {
-        setClient(nullptr);
-        if (!control->hasEnded())
+    } catch (const TmuxError& error) {
+        if (error.code == TmuxError::timeout().code) {
+            setClient(nullptr);
             throw;
+        } // else the session has gone while it was asked about
     }
     setClient(nullptr);
     pause(reattachPause);

@@ -38,7 +38,7 @@ public:
     ModelPointer freshModel(Deadline deadline) TARNEL_EXCLUDES(mutex);
 
     /// What one tmux command writes. Throws TmuxError: refused, timeout, unavailable.
-    std::string run(std::string_view command, Deadline deadline) TARNEL_EXCLUDES(mutex);
+    std::string run(const std::string& command, Deadline deadline) TARNEL_EXCLUDES(mutex);
 
     /// The client itself, for several commands at once. Throws TmuxError::unavailable when there is none.
     std::shared_ptr<ControlClient> client() TARNEL_EXCLUDES(mutex);

@@ -1,6 +1,7 @@
 #include "muxle-tmux/PaneReading.h"
 #include "TarnelCore/Base/Text.h"
 #include "muxle-tmux/Names.h"
+#include "muxle-tmux/StyledLines.h"
 #include <algorithm>
 
 namespace tarnel::tmux {
@@ -49,9 +50,12 @@ std::string PaneReading::read(
 {
     const std::string command = std::string("capture-pane -p ") + (request.withColors ? "-e " : "")
         + (request.source == Request::Source::visible ? "" : "-J ") + "-t " + paneTarget(pane.number);
+    const auto finished = [&](const std::string& text) {
+        return Text::repaired(lastLines(request.withColors ? withOwnStyles(text) : text, request.lines));
+    };
     // What stands above an alternate screen belongs to the program before it.
     if (request.source != Request::Source::recentUnwrapped || pane.isAlternate)
-        return Text::repaired(lastLines(monitor.run(command, deadline), request.lines));
+        return finished(monitor.run(command, deadline));
 
     std::int64_t above = request.lines.value_or(usualHistory);
     for (;;) {
@@ -59,7 +63,7 @@ std::string PaneReading::read(
         const auto found = static_cast<std::int64_t>(linesOf(text).size());
         // One more than is wanted: the first may be the end of a longer one.
         if (!request.lines || found > *request.lines || above >= pane.history)
-            return Text::repaired(lastLines(text, request.lines));
+            return finished(text);
         above = std::min(above * 4, pane.history);
     }
 }

@@ -3,6 +3,8 @@
 #include "TarnelCore/Base/Thread.h"
 #include "TarnelCore/Daemon/Connection.h"
 #include "muxle-tmux/Methods.h"
+#include "muxle-tmux/Names.h"
+#include "muxle-tmux/Observer.h"
 #include "muxle-tmux/TmuxError.h"
 #include <cerrno>
 #include <exception>
@@ -21,6 +23,7 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t longestRequest = std::size_t{16} << 20; // bytes
 constexpr auto stall = 10s; // that a client may leave a reply lying
+constexpr auto observePatience = 8s;
 constexpr std::size_t mostClients = 256;
 
 /// Takes the right to serve the socket, whatever a former process has left there.
@@ -62,6 +65,7 @@ public:
     }
 
     Connection connection;
+    std::unique_ptr<Observer> observer; // of the connection's own thread
     Mutex mutex;
     Subscription subscription TARNEL_GUARDED_BY(mutex);
 };
@@ -135,6 +139,7 @@ void Server::serve(const std::shared_ptr<Client>& client)
         // The client has gone, or sends a line beyond all measure.
     }
     client->connection.close();
+    client->observer.reset();
     MutexLock lock(mutex);
     clients.erase(client);
 }
@@ -165,16 +170,28 @@ void Server::handle(Client& client, const std::string& line)
         reply = errorReply(id, "failed", error.what());
     }
     client.connection.reply(reply.serialized());
-    if (afterwards)
-        afterwards();
+    try {
+        if (afterwards)
+            afterwards();
+    } catch (const std::exception& error) { // the system has no process or thread left
+        log(error.what());
+        client.connection.close();
+    }
 }
 
 JSON Server::call(
     Client& client, const std::string& method, const JSON::Object& params, std::function<void()>& afterwards)
 {
-    if (method != "events.subscribe")
-        return callMethod(*monitor, method, params);
-    const JSON::Array& wanted = Params(params).requiredArray("subscriptions");
+    if (method == "events.subscribe")
+        return subscribe(client, Params(params), afterwards);
+    if (method == "pane.observe")
+        return observe(client, Params(params), afterwards);
+    return callMethod(*monitor, method, params);
+}
+
+JSON Server::subscribe(Client& client, const Params& params, std::function<void()>& afterwards)
+{
+    const JSON::Array& wanted = params.requiredArray("subscriptions");
     {
         MutexLock lock(client.mutex);
         client.subscription.add(wanted);
@@ -182,6 +199,27 @@ JSON Server::call(
     // Events are kept from now on, and sent once the client has its answer.
     afterwards = [&client] { client.connection.startPushing(); };
     return JSON::object({{"subscribed", true}});
+}
+
+JSON Server::observe(Client& client, const Params& params, std::function<void()>& afterwards)
+{
+    for (const std::string_view name : {"cols", "rows"}) {
+        if (const auto size = params.integer(name); size && *size < 1)
+            throw TmuxError::invalidParams("\"" + std::string(name) + "\" must be 1 or more");
+    }
+    if (client.observer)
+        throw TmuxError::invalidRequest("this connection observes a pane already");
+    const ModelPointer model = monitor->freshModel(std::chrono::steady_clock::now() + observePatience);
+    const PaneModel& pane = requiredPane(*model, params);
+    const std::int64_t number = pane.number;
+    const std::int64_t session = pane.session;
+    afterwards = [this, &client, number, session] {
+        client.observer = std::make_unique<Observer>(
+            monitor->address(), number, session,
+            [&client](const JSON& line) { client.connection.lineSocket()->writeJSON(line); },
+            [&client] { client.connection.close(); });
+    };
+    return JSON::object({{"observing", paneID(number)}});
 }
 
 void Server::distribute(const std::vector<JSON::Object>& events)

@@ -5,6 +5,7 @@
 #include "TarnelCore/Base/WorkerThreads.h"
 #include "TarnelCore/UnixSocket/LineSocket.h"
 #include "muxle-tmux/Monitor.h"
+#include "muxle-tmux/Params.h"
 #include "muxle-tmux/Subscription.h"
 #include <functional>
 #include <memory>
@@ -36,6 +37,8 @@ private:
     void serve(const std::shared_ptr<Client>& client) TARNEL_EXCLUDES(mutex);
     void handle(Client& client, const std::string& line);
     JSON call(Client& client, const std::string& method, const JSON::Object& params, std::function<void()>& afterwards);
+    JSON subscribe(Client& client, const Params& params, std::function<void()>& afterwards);
+    JSON observe(Client& client, const Params& params, std::function<void()>& afterwards);
     void distribute(const std::vector<JSON::Object>& events) TARNEL_EXCLUDES(mutex);
 
     const std::string socketPath;

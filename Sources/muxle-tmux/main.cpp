@@ -1,6 +1,7 @@
 #include "TarnelCore/Base/Environment.h"
 #include "TarnelCore/Config/TarnelPaths.h"
 #include "TarnelCore/Muxle/MuxleClient.h"
+#include "muxle-tmux/ObserveCommand.h"
 #include "muxle-tmux/Server.h"
 #include <CLI/CLI.hpp>
 #include <csignal>
@@ -34,6 +35,18 @@ int serve(const std::optional<std::string>& tmuxSocket, const std::optional<std:
     return 0;
 }
 
+int observe(const tmux::ObserveOptions& options)
+{
+    const std::string path = MuxleClient::resolveSocketPath(std::nullopt, processEnvironment());
+    try {
+        tmux::observePane(path, options, stdout);
+        return 0;
+    } catch (const SocketError& error) {
+        complain(std::string(error.what()) + "; start \"muxle-tmux serve\", or set MUXLE_SOCKET_PATH to its socket");
+        return 1;
+    }
+}
+
 } // namespace
 
 int main(int count, char** words)
@@ -50,10 +63,23 @@ int main(int count, char** words)
     serving->add_option("--socket", socket, "Where to listen; the default is where muxle's clients look")
         ->type_name("PATH");
 
+    // Where muxle's clients start it as their multiplexer's own tool.
+    tmux::ObserveOptions observation;
+    CLI::App* terminal = app.add_subcommand("terminal", "Show a terminal to another program")->require_subcommand(1);
+    CLI::App* session = terminal->add_subcommand("session", "A pane's terminal")->require_subcommand(1);
+    CLI::App* observing = session->add_subcommand("observe", "Print what a pane shows, as JSON lines");
+    observing->add_option("pane", observation.pane, "The pane: p3, or as tmux calls it, %3")->required();
+    observing->add_option("--cols", observation.columns, "The viewer's columns; the pane keeps its own")
+        ->check(CLI::PositiveNumber);
+    observing->add_option("--rows", observation.rows, "The viewer's rows; the pane keeps its own")
+        ->check(CLI::PositiveNumber);
+
     try {
         app.parse(count, words);
         std::signal(SIGPIPE, SIG_IGN);
-        return serve(tmuxSocket, socket);
+        if (*serving)
+            return serve(tmuxSocket, socket);
+        return observe(observation);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
     } catch (const std::exception& error) {

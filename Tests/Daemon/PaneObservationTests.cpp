@@ -1,4 +1,5 @@
 #include "Support/TemporaryFolder.h"
+#include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Daemon/PaneObservation.h"
 #include "TarnelCore/UnixSocket/LineSocket.h"
 #include <future>

@@ -1,5 +1,6 @@
 #include "Support/Eventually.h"
 #include "Support/TemporaryFolder.h"
+#include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Daemon/DaemonError.h"
 #include "TarnelCore/Daemon/ShellRunner.h"
 #include <gtest/gtest.h>
