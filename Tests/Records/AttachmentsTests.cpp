@@ -20,13 +20,13 @@ unsigned modeOf(const std::string& path)
 
 Timestamp now() { return std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now()); }
 
-class Attachments : public testing::Test {
+class AttachmentsTest : public testing::Test {
 protected:
     const TemporaryFolder folder;
-    const std::string directory = tarnel::Attachments::directory(folder.path());
+    const std::string directory = Attachments::directory(folder.path());
 };
 
-TEST_F(Attachments, namesAndWritesFiles)
+TEST_F(AttachmentsTest, namesAndWritesFiles)
 {
     struct Case {
         const char* type;
@@ -48,7 +48,7 @@ TEST_F(Attachments, namesAndWritesFiles)
     const mode_t mask = ::umask(0777); // must not reach the file
     for (const Case& c : cases) {
         SCOPED_TRACE(c.ending);
-        const std::string path = tarnel::Attachments::save(directory, data, c.type, c.name, now());
+        const std::string path = Attachments::save(directory, data, c.type, c.name, now());
         EXPECT_TRUE(Regex("^" + directory + "/[0-9]{8}-[0-9]{6}-[0-9a-f]{8}" + c.ending + "$").matches(path)) << path;
         EXPECT_EQ(Files::read(path), data);
         EXPECT_EQ(modeOf(path), 0600u);
@@ -57,29 +57,29 @@ TEST_F(Attachments, namesAndWritesFiles)
     EXPECT_EQ(Files::list(directory).size(), std::size(cases)); // no part of a file is left
 }
 
-TEST_F(Attachments, makesThePrivateFolder)
+TEST_F(AttachmentsTest, makesThePrivateFolder)
 {
-    tarnel::Attachments::save(directory, "", "png", {}, now());
+    Attachments::save(directory, "", "png", {}, now());
     EXPECT_EQ(modeOf(directory), 0700u);
 }
 
-TEST_F(Attachments, stampsInLocalTime)
+TEST_F(AttachmentsTest, stampsInLocalTime)
 {
     const char* before = std::getenv("TZ");
     const std::string zone = before ? before : "";
     ::setenv("TZ", "XXX-05:30", 1);
     ::tzset();
-    const auto path = tarnel::Attachments::save(directory, "", "png", {}, *parseISO8601("2025-01-31T20:45:02.9Z"));
+    const auto path = Attachments::save(directory, "", "png", {}, *parseISO8601("2025-01-31T20:45:02.9Z"));
     before ? ::setenv("TZ", zone.c_str(), 1) : ::unsetenv("TZ");
     ::tzset();
     EXPECT_TRUE(Files::lastComponent(path).starts_with("20250201-021502-")) << path;
 }
 
-TEST_F(Attachments, refusesAFolderThatOthersControl)
+TEST_F(AttachmentsTest, refusesAFolderThatOthersControl)
 {
     const auto refusal = [&] {
         try {
-            tarnel::Attachments::save(directory, "x", "png", {}, now());
+            Attachments::save(directory, "x", "png", {}, now());
         } catch (const std::runtime_error& error) {
             return std::string(error.what());
         }
@@ -91,7 +91,7 @@ TEST_F(Attachments, refusesAFolderThatOthersControl)
     fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(24 * 30));
     fs::create_directory_symlink(folder / "elsewhere", directory);
     EXPECT_EQ(refusal(), "attachments folder is a link or no folder: " + directory);
-    tarnel::Attachments::prune(directory, now());
+    Attachments::prune(directory, now());
     EXPECT_EQ(Files::list(folder / "elsewhere"), std::vector<std::string>{"old"});
 
     fs::remove(directory);
@@ -110,7 +110,7 @@ TEST_F(Attachments, refusesAFolderThatOthersControl)
     EXPECT_NE(refusal().find(directory), std::string::npos);
 }
 
-TEST_F(Attachments, removesWhatIsOlderThanAWeek)
+TEST_F(AttachmentsTest, removesWhatIsOlderThanAWeek)
 {
     const std::string elsewhere = folder.write("elsewhere.png", "stays");
     const auto put = [&](const char* name, int days) {
@@ -126,18 +126,18 @@ TEST_F(Attachments, removesWhatIsOlderThanAWeek)
     fs::create_symlink(elsewhere, directory + "/link");
     for (const char* name : {"full", "empty"})
         fs::last_write_time(directory + "/" + name, fs::file_time_type::clock::now() - std::chrono::hours(24 * 8));
-    const std::string saved = tarnel::Attachments::save(directory, "", "png", {}, now());
+    const std::string saved = Attachments::save(directory, "", "png", {}, now());
     auto left = Files::list(directory);
     std::sort(left.begin(), left.end());
     EXPECT_EQ(left, (std::vector<std::string>{Files::lastComponent(saved), "full", "link", "six-days.png"}));
 
-    tarnel::Attachments::prune(directory, now() + std::chrono::hours(1));
+    Attachments::prune(directory, now() + std::chrono::hours(1));
     EXPECT_EQ(Files::list(directory), std::vector<std::string>{"full"}); // it still holds a file
     EXPECT_EQ(Files::read(elsewhere), "stays");
-    tarnel::Attachments::prune(folder / "nowhere", now());
+    Attachments::prune(folder / "nowhere", now());
 }
 
-TEST_F(Attachments, makesNamesSafe)
+TEST_F(AttachmentsTest, makesNamesSafe)
 {
     const std::pair<std::string, std::string> cases[] = {{"...hidden", "hidden"}, {"résumé.pdf", "r-sum-.pdf"},
         {"re\u0301sume\u0301.pdf", "r-sum-.pdf"}, {"a/b//", "b"}, {"/", ""}, {"", ""}, {"..", ""},
@@ -145,7 +145,7 @@ TEST_F(Attachments, makesNamesSafe)
         {"\xff.png", "-.png"}, {"👨‍👩‍👧.png", "-.png"},
         {std::string(120, 'a') + std::string(80, 'b'), std::string(80, 'b')}};
     for (const auto& [name, safe] : cases)
-        EXPECT_EQ(tarnel::Attachments::safeName(name), safe) << name;
+        EXPECT_EQ(Attachments::safeName(name), safe) << name;
 }
 
 } // namespace

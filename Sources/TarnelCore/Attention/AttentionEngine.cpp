@@ -183,15 +183,21 @@ MachineSnapshot AttentionEngine::snapshot()
         spaces.emplace(workspace.workspaceID, workspace.label);
     std::vector<AttentionItem> queue;
     std::map<std::string, StatusLine> lines;
+    std::set<RecordPlace> records;
     for (std::size_t i = 0; i < listing.agents.size(); ++i) {
         const MuxleAgent& agent = listing.agents[i];
         if (!agent.isAgent())
             continue;
         const auto space = spaces.find(agent.workspaceID);
         const std::string& spaceLabel = space != spaces.end() ? space->second : agent.workspaceID;
-        if (auto found = itemTime.time([&] { return item(agent, spaceLabel, screens[i]); }))
+        const auto record = itemTime.time([&] { return place(agent); });
+        if (record)
+            records.insert(*record);
+        if (auto found = itemTime.time([&] { return item(agent, record, spaceLabel, screens[i]); }))
             queue.push_back(*std::move(found));
-        StatusLine line = lineTime.time([&] { return statusLine(agent); }).value_or(StatusLine());
+        StatusLine line;
+        if (record)
+            line = lineTime.time([&] { return statusLines.statusLine(*record); }).value_or(StatusLine());
         if (agent.kind() == AgentKind::claude) {
             modeTime.time([&] {
                 if (const auto& text = screens[i].visible()) {
@@ -209,6 +215,8 @@ MachineSnapshot AttentionEngine::snapshot()
     }
     world.diagnostics("TMP stages items " + itemTime.milliseconds() + " lines " + lineTime.milliseconds() + " mode "
         + modeTime.milliseconds() + " muxle-lists " + listTime.milliseconds());
+    transcripts.retain(records); // what panes that are gone had read is dropped
+    statusLines.retain(records);
     order(queue, options.order == "oldest");
     return {.machine = machineName,
         .takenAt = world.clock.now(),
@@ -228,12 +236,18 @@ bool AttentionEngine::isMuted(const MuxleAgent& agent) const
 std::optional<AttentionItem> AttentionEngine::item(
     const MuxleAgent& agent, const std::string& space, PaneScreens& screens)
 {
+    return item(agent, place(agent), space, screens);
+}
+
+std::optional<AttentionItem> AttentionEngine::item(const MuxleAgent& agent, const std::optional<RecordPlace>& recordPlace,
+    const std::string& space, PaneScreens& screens)
+{
     if (isMuted(agent) || agent.status == AgentStatus::working)
         return std::nullopt;
     if (agent.status == AgentStatus::idle || agent.status == AgentStatus::unknown)
-        return idleAskingItem(agent, space, screens);
+        return idleAskingItem(agent, recordPlace, space, screens);
 
-    const std::shared_ptr<const Transcript> record = transcript(agent);
+    const std::shared_ptr<const Transcript> record = read(recordPlace);
     std::optional<Finding> finding = find(agent, record.get(), screens);
     if (!finding)
         return std::nullopt;
@@ -307,15 +321,15 @@ std::optional<AttentionEngine::Finding> AttentionEngine::findDone(const Transcri
     return found(AttentionKind::finished);
 }
 
-std::optional<AttentionItem> AttentionEngine::idleAskingItem(
-    const MuxleAgent& agent, const std::string& space, PaneScreens& screens)
+std::optional<AttentionItem> AttentionEngine::idleAskingItem(const MuxleAgent& agent,
+    const std::optional<RecordPlace>& recordPlace, const std::string& space, PaneScreens& screens)
 {
     if (!options.checkIdleScreens)
         return std::nullopt;
     const std::optional<std::string>& screen = screens.visible();
     if (!screen || !ScreenReading::isQuestionScreen(*screen, options.questionMarkers))
         return std::nullopt;
-    const std::shared_ptr<const Transcript> record = transcript(agent);
+    const std::shared_ptr<const Transcript> record = read(recordPlace);
     AttentionItem item = makeItem(
         agent, space, record.get(), {AttentionKind::asking, true, screen}, tail(*screen, identityLines));
     if (record)
@@ -328,11 +342,12 @@ std::optional<RecordPlace> AttentionEngine::place(const MuxleAgent& agent)
     return locator.locate(agent.kind(), agent.sessionID, agent.cwd);
 }
 
-std::shared_ptr<const Transcript> AttentionEngine::transcript(const MuxleAgent& agent)
+std::shared_ptr<const Transcript> AttentionEngine::read(const std::optional<RecordPlace>& record)
 {
-    const auto record = place(agent);
     return record ? transcripts.transcript(*record) : nullptr;
 }
+
+std::shared_ptr<const Transcript> AttentionEngine::transcript(const MuxleAgent& agent) { return read(place(agent)); }
 
 std::optional<StatusLine> AttentionEngine::statusLine(const MuxleAgent& agent)
 {

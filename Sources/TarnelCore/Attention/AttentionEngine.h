@@ -72,12 +72,15 @@ private:
     void readScreens(const MuxleClient& muxle, const std::vector<MuxleAgent>& agents, std::vector<PaneScreens>& screens) const;
     [[nodiscard]] bool isMuted(const MuxleAgent& agent) const;
     [[nodiscard]] std::optional<RecordPlace> place(const MuxleAgent& agent);
+    [[nodiscard]] std::shared_ptr<const Transcript> read(const std::optional<RecordPlace>& record);
+    [[nodiscard]] std::optional<AttentionItem> item(const MuxleAgent& agent, const std::optional<RecordPlace>& record,
+        const std::string& space, PaneScreens& screens);
     [[nodiscard]] std::optional<Finding> find(const MuxleAgent& agent, const Transcript* transcript, PaneScreens& screens) const;
     [[nodiscard]] std::optional<Finding> findDone(const Transcript* transcript, PaneScreens& screens) const;
     [[nodiscard]] AttentionItem makeItem(const MuxleAgent& agent, const std::string& space, const Transcript* record,
         const Finding& finding, const std::string& identity) const;
-    [[nodiscard]] std::optional<AttentionItem> idleAskingItem(
-        const MuxleAgent& agent, const std::string& space, PaneScreens& screens);
+    [[nodiscard]] std::optional<AttentionItem> idleAskingItem(const MuxleAgent& agent,
+        const std::optional<RecordPlace>& record, const std::string& space, PaneScreens& screens);
 
     const MuxleClient client;
     const std::string machineName;

@@ -90,10 +90,10 @@ public:
             entry.waiter.detach();
     }
 
-    void add(std::shared_ptr<Child> child, std::thread waiter) TARNEL_EXCLUDES(mutex)
+    void add(std::shared_ptr<Child> running, std::thread awaiting) TARNEL_EXCLUDES(mutex)
     {
         MutexLock lock(mutex);
-        entries.push_back({std::move(child), std::move(waiter)});
+        entries.push_back({std::move(running), std::move(awaiting)});
     }
 
     void sweep() TARNEL_EXCLUDES(mutex)

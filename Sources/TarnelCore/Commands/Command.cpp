@@ -9,6 +9,8 @@ namespace {
 template <class... Visit> struct Overloaded : Visit... {
     using Visit::operator()...;
 };
+template <class... Visit>
+Overloaded(Visit...) -> Overloaded<Visit...>; // which clang 16 does not deduce by itself
 
 } // namespace
 

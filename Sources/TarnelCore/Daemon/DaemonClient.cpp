@@ -1,5 +1,5 @@
 #include "TarnelCore/Daemon/DaemonClient.h"
-#include "TarnelCore/Muxle/MuxleClient.h"
+#include "TarnelCore/Daemon/ReplyError.h"
 #include "TarnelCore/UnixSocket/LineSocket.h"
 #include <utility>
 
@@ -8,6 +8,7 @@ namespace tarnel {
 namespace {
 
 constexpr DaemonClient::Seconds snapshotTimeout{15};
+constexpr DaemonClient::Seconds answerTimeout{30};
 constexpr DaemonClient::Seconds streamTimeout{86400}; // a day
 constexpr std::int64_t streamRequestID = 1; // the one request of a stream's connection
 
@@ -74,7 +75,7 @@ JSON DaemonClient::call(std::string_view method, const JSON::Object& params, Sec
         if (!line || integerOf((*line)["id"]) != id)
             continue;
         if (const JSON* error = (*line)["error"])
-            throw MuxleError::fromReply(*error);
+            throw replyError(*error);
         const JSON* result = (*line)["result"];
         return result ? *result : JSON();
     }
@@ -82,6 +83,11 @@ JSON DaemonClient::call(std::string_view method, const JSON::Object& params, Sec
 }
 
 MachineSnapshot DaemonClient::snapshot() { return decode<MachineSnapshot>(call("snapshot", {}, snapshotTimeout)); }
+
+AnswerOutcome DaemonClient::answer(const AnswerRequest& request)
+{
+    return decode<AnswerOutcome>(call("answer", *jsonValue(request).object(), answerTimeout));
+}
 
 void DaemonClient::subscribe(const Subscriber& subscriber)
 {
@@ -100,6 +106,8 @@ void DaemonClient::subscribe(const Subscriber& subscriber)
                 subscriber.onOpen(link);
         } else if (stringOf((*line)["event"]) == "snapshot") {
             tell(subscriber.onSnapshot, (*line)["snapshot"]);
+        } else if (stringOf((*line)["event"]) == "command") {
+            tell(subscriber.onReply, (*line)["reply"]);
         }
     }
 }

@@ -1,6 +1,8 @@
 // TarnelCore/Daemon/DaemonClient.h: the client side of the daemon's socket.
 #pragma once
+#include "TarnelCore/Attention/Answer.h"
 #include "TarnelCore/Attention/Attention.h"
+#include "TarnelCore/Commands/Command.h"
 #include "TarnelCore/Daemon/DaemonLink.h"
 #include "TarnelCore/Daemon/TerminalStream.h"
 #include "TarnelCore/UnixSocket/LineChannel.h"
@@ -36,10 +38,14 @@ public:
     /// The machine's state after a refresh. Throws DecodingError too, also when the daemon has no snapshot yet.
     MachineSnapshot snapshot();
 
+    /// Answers a queue item and waits for what becomes of it. Throws DecodingError too.
+    AnswerOutcome answer(const AnswerRequest& request);
+
     /// What a subscriber is told, on the thread that subscribed, in the order of arrival. Empty functions are skipped.
     struct Subscriber {
         std::function<void(const std::shared_ptr<DaemonLink>&)> onOpen = {}; ///< Once the daemon has agreed.
         std::function<void(const MachineSnapshot&)> onSnapshot = {};
+        std::function<void(const CommandReply&)> onReply = {}; ///< How a command sent over the link fares.
     };
 
     /// Subscribes and blocks until the daemon ends the connection, someone closes the link, or no line has come for a

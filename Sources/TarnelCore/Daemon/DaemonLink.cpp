@@ -9,6 +9,12 @@ DaemonLink::DaemonLink(std::shared_ptr<LineChannel> opened)
 {
 }
 
+void DaemonLink::send(const Command& command)
+{
+    write(JSON::object({{"id", 0}, {"method", "command"}, {"params", jsonValue(command)}}));
+}
+
+/// Writes `request` as one line.
 void DaemonLink::write(const JSON& request)
 {
     {

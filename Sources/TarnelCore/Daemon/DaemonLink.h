@@ -1,6 +1,7 @@
 // TarnelCore/Daemon/DaemonLink.h: an open subscription to the daemon.
 #pragma once
 #include "TarnelCore/Base/Mutex.h"
+#include "TarnelCore/Commands/Command.h"
 #include "TarnelCore/UnixSocket/LineChannel.h"
 #include <atomic>
 #include <memory>
@@ -13,8 +14,8 @@ class DaemonLink {
 public:
     explicit DaemonLink(std::shared_ptr<LineChannel> opened);
 
-    /// Writes `request` as one line. Throws SocketError; `closed` once the link is closed.
-    void write(const JSON& request) TARNEL_EXCLUDES(mutex);
+    /// Sends a command; how it fares comes to the subscriber. Throws SocketError; `closed` once the link is closed.
+    void send(const Command& command) TARNEL_EXCLUDES(mutex);
 
     /// Ends the subscription: its reader sees the end of the stream. Any number of times.
     void close() noexcept TARNEL_EXCLUDES(mutex);
@@ -24,6 +25,8 @@ public:
 
 private:
     friend class DaemonClient;
+
+    void write(const JSON& request) TARNEL_EXCLUDES(mutex);
 
     const std::shared_ptr<LineChannel> channel;
     std::atomic<bool> acceptsCommands = false; // set once, by the reader, before it tells anyone of the link

@@ -1,5 +1,6 @@
 // TarnelCore/Daemon/MethodTable.h: the requests that the daemon answers, by name.
 #pragma once
+#include "TarnelCore/Attention/AnswerGuard.h"
 #include "TarnelCore/Attention/AttentionEngine.h"
 #include "TarnelCore/Base/Clock.h"
 #include "TarnelCore/Daemon/Params.h"
@@ -15,6 +16,7 @@ struct DaemonServices {
     AttentionEngine& engine;
     Publisher& publisher;
     Refresher& refresher;
+    AnswerGuard& answers;
     Clock& clock;
 };
 

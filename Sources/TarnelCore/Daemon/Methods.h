@@ -16,6 +16,8 @@ std::string next(DaemonServices& services, const Params& params);
 // The agents' records: RecordMethods.cpp
 std::string conversation(DaemonServices& services, const Params& params);
 std::string search(DaemonServices& services, const Params& params);
+std::string card(DaemonServices& services, const Params& params);
+std::string commands(DaemonServices& services, const Params& params);
 
 // One pane, and the multiplexer itself: PaneMethods.cpp
 std::string screen(DaemonServices& services, const Params& params);
@@ -24,5 +26,11 @@ std::string input(DaemonServices& services, const Params& params);
 std::string keys(DaemonServices& services, const Params& params);
 std::string focus(DaemonServices& services, const Params& params);
 std::string muxle(DaemonServices& services, const Params& params);
+
+// Answers, attachments, shell commands and drafts: ActionMethods.cpp
+std::string answer(DaemonServices& services, const Params& params);
+std::string attach(DaemonServices& services, const Params& params);
+std::string runCommand(DaemonServices& services, const Params& params);
+std::string agentPrompt(DaemonServices& services, const Params& params);
 
 } // namespace tarnel::Methods

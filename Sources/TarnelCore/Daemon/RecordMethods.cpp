@@ -1,6 +1,8 @@
+#include "TarnelCore/Attention/CardBuilder.h"
 #include "TarnelCore/Base/Text.h"
 #include "TarnelCore/Daemon/Methods.h"
 #include "TarnelCore/Records/LiveReply.h"
+#include "TarnelCore/Records/SlashCommands.h"
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -11,6 +13,7 @@ namespace {
 
 constexpr std::int64_t usualEntries = 200;
 constexpr std::int64_t liveReplyLines = 200;
+constexpr std::int64_t cardScreenLines = 14;
 constexpr std::size_t charactersBefore = 40; // of a match, in its snippet
 constexpr std::size_t snippetCharacters = 140;
 
@@ -56,6 +59,16 @@ std::optional<std::string> liveReply(const MuxleClient& muxle, const MuxleAgent&
     }
 }
 
+/// The last lines that the pane shows; absent when they cannot be read.
+std::optional<std::string> screenTail(const MuxleClient& muxle, const std::string& pane)
+{
+    try {
+        return muxle.read(pane, "visible", cardScreenLines);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
 std::string conversation(DaemonServices& services, const Params& params)
@@ -71,6 +84,32 @@ std::string conversation(DaemonServices& services, const Params& params)
     if (entries.size() > static_cast<std::size_t>(limit))
         entries.erase(entries.begin(), entries.end() - limit);
     return encoded(transcript);
+}
+
+std::string commands(DaemonServices& services, const Params& params)
+{
+    const MuxleAgent agent = MethodTable::agentIn(services.engine.muxle(), params.requiredString("pane"));
+    return encoded(SlashCommands::list(agent.kind(), agent.cwd, services.engine.home()));
+}
+
+std::string card(DaemonServices& services, const Params& params)
+{
+    const std::string pane = params.requiredString("pane");
+    if (const auto snapshot = services.publisher.current()) {
+        for (const AttentionItem& item : snapshot->queue) {
+            if (item.fingerprint.paneID == pane)
+                return encoded(item);
+        }
+    }
+    AttentionEngine& engine = services.engine;
+    const MuxleAgent agent = MethodTable::agentIn(engine.muxle(), pane);
+    const std::string space = AttentionEngine::spaceName(agent, engine.muxle().workspaces());
+    PaneScreens screens(engine.muxle(), pane);
+    if (const auto item = engine.item(agent, space, screens))
+        return encoded(*item);
+    const Card made = CardBuilder::build(
+        engine.machine(), agent, space, engine.transcript(agent).get(), screenTail(engine.muxle(), pane));
+    return JSON::object({{"card", jsonValue(made)}}).serialized();
 }
 
 std::string search(DaemonServices& services, const Params& params)

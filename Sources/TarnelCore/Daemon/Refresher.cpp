@@ -28,6 +28,8 @@ Publisher::Snapshot Refresher::refresh()
 {
     const Clock::Instant asked = clock.elapsed();
     MutexLock lock(refreshMutex);
+    if (isStopped)
+        return publisher.current();
     const Clock::Instant began = clock.elapsed();
     Publisher::Snapshot snapshot;
     try {
@@ -42,6 +44,12 @@ Publisher::Snapshot Refresher::refresh()
         log.message("TMP push");
     hooks.afterPublish(*snapshot);
     return snapshot;
+}
+
+void Refresher::stop()
+{
+    MutexLock lock(refreshMutex);
+    isStopped = true;
 }
 
 void Refresher::schedule(std::chrono::nanoseconds delay)

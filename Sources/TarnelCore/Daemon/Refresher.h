@@ -33,6 +33,9 @@ public:
     /// Asks for a refresh after `delay`, unless one is scheduled already, which will see the newer state.
     void schedule(std::chrono::nanoseconds delay) TARNEL_EXCLUDES(mutex);
 
+    /// From when it returns, nothing is refreshed and no hook is called any more. Waits for a refresh in progress.
+    void stop() TARNEL_EXCLUDES(refreshMutex);
+
 private:
     AttentionEngine& engine;
     Publisher& publisher;
@@ -41,6 +44,7 @@ private:
     const Hooks hooks;
 
     Mutex refreshMutex; // held for the whole of a refresh; never taken while `mutex` is held
+    bool isStopped TARNEL_GUARDED_BY(refreshMutex) = false;
     Mutex mutex;
     bool isScheduled TARNEL_GUARDED_BY(mutex) = false;
     const std::unique_ptr<SerialQueue> queue; // last: its tasks use all the above

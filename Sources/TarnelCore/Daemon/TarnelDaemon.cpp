@@ -1,6 +1,7 @@
 #include "TarnelCore/Daemon/TarnelDaemon.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Thread.h"
+#include "TarnelCore/Daemon/PaneObservation.h"
 #include <cerrno>
 #include <exception>
 #include <system_error>
@@ -38,6 +39,20 @@ std::string errorLine(const JSON& id, std::string_view code, std::string_view me
     return JSON::object({{"id", id}, {"error", failure(code, message)}}).serialized();
 }
 
+std::map<std::string, AgentStatus> statuses(const MachineSnapshot& snapshot)
+{
+    std::map<std::string, AgentStatus> byPane;
+    for (const MuxleAgent& agent : snapshot.agents)
+        byPane.insert_or_assign(agent.paneID, agent.status);
+    return byPane;
+}
+
+Connection::Line commandEvent(const CommandReply& reply)
+{
+    return std::make_shared<const std::string>(
+        JSON::object({{"event", "command"}, {"reply", jsonValue(reply)}}).serialized());
+}
+
 /// For a line that cannot be understood as a request at all.
 std::string badLine(std::string_view message)
 {
@@ -59,10 +74,16 @@ TarnelDaemon::TarnelDaemon(AttentionEngine& source, std::string path, World surr
               .scheduleRefresh = [this](std::chrono::nanoseconds delay) { refresher.schedule(delay); },
               .pause = world.pauseWatch})
     , refresher(engine, publisher, world.clock, world.log, world.makeQueue,
-          {.afterPublish = [this](const MachineSnapshot& snapshot) {
-              watch.agentPanesAre(EventWatch::agentPanes(snapshot));
-          }})
-    , services{engine, publisher, refresher, world.clock}
+          {.beforePublish = [this](const MachineSnapshot& snapshot) { commands.agentsChanged(statuses(snapshot)); },
+              .afterPublish =
+                  [this](const MachineSnapshot& snapshot) { watch.agentPanesAre(EventWatch::agentPanes(snapshot)); }})
+    , answers(engine, world.clock)
+    , services{engine, publisher, refresher, answers, world.clock}
+    , actions(engine, answers, world.clock, world.log)
+    , commands({.run = [this](const Command& command) { return actions.run(command); },
+                   .deliver = [this](const Command& command) { return actions.deliver(command); },
+                   .publish = [this] { refresher.refresh(); }},
+          world.makeQueue, world.clock)
     , serving("tarneld.client")
 {
 }
@@ -71,6 +92,7 @@ TarnelDaemon::~TarnelDaemon()
 {
     stop();
     watch.stop(); // first: its thread schedules refreshes
+    refresher.stop(); // before the executor goes, which a refresh tells of the agents
     if (ticker.joinable())
         ticker.join();
 }
@@ -151,8 +173,10 @@ void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
     if (!add(connection))
         return;
     try {
-        while (const auto line = connection->readLine())
-            answer(connection, *line);
+        while (auto line = connection->readLine()) {
+            while (line)
+                line = answer(connection, *line);
+        }
     } catch (const SocketError& error) {
         if (error.error == EMSGSIZE)
             connection->reply(badLine("line too long"));
@@ -174,26 +198,63 @@ bool TarnelDaemon::add(const std::shared_ptr<Connection>& connection)
     return !isStopping;
 }
 
-void TarnelDaemon::answer(const std::shared_ptr<Connection>& connection, std::string_view line)
+std::optional<std::string> TarnelDaemon::answer(const std::shared_ptr<Connection>& connection, std::string_view line)
 {
     const std::optional<JSON> request = JSON::parseLine(line);
-    if (!request)
-        return connection->reply(badLine("not JSON"));
+    if (!request) {
+        connection->reply(badLine("not JSON"));
+        return std::nullopt;
+    }
     const JSON* givenID = (*request)["id"];
     const JSON id = givenID ? *givenID : JSON();
     const std::string method = stringOf((*request)["method"]).value_or("");
     const JSON* givenParams = (*request)["params"];
     const JSON::Object params = givenParams && givenParams->object() ? *givenParams->object() : JSON::Object();
-    if (method == "subscribe") {
-        connection->reply(successLine(id, R"({"commands":true,"subscribed":true})"));
-        connection->startPushing();
-        return publisher.subscribe(connection);
-    }
     try {
-        connection->reply(successLine(id, result(method, params)));
+        if (method == "observe")
+            return observe(connection, id, params);
+        if (method == "subscribe")
+            subscribe(connection, id);
+        else if (method == "command")
+            submit(connection, id, params);
+        else
+            connection->reply(successLine(id, result(method, params)));
     } catch (const std::exception& error) {
         connection->reply(errorLine(id, "failed", error.what()));
     }
+    return std::nullopt;
+}
+
+void TarnelDaemon::subscribe(const std::shared_ptr<Connection>& connection, const JSON& id)
+{
+    connection->reply(successLine(id, R"({"commands":true,"subscribed":true})"));
+    connection->startPushing();
+    publisher.subscribe(connection);
+}
+
+void TarnelDaemon::submit(const std::shared_ptr<Connection>& connection, const JSON& id, const JSON::Object& params)
+{
+    std::optional<Command> command;
+    try {
+        command = decode<Command>(JSON(params));
+    } catch (const DecodingError&) {
+        return connection->reply(errorLine(id, "bad_request", "not a command"));
+    }
+    connection->startPushing();
+    // A client that is gone by then is told nothing; its command is carried out all the same.
+    commands.submit(*std::move(command), [client = std::weak_ptr(connection)](const CommandReply& reply) {
+        if (const auto there = client.lock())
+            there->pushEvent(commandEvent(reply));
+    });
+}
+
+std::optional<std::string> TarnelDaemon::observe(
+    const std::shared_ptr<Connection>& connection, const JSON& id, const JSON::Object& members)
+{
+    const Params params(members);
+    return PaneObservation::run(
+        {id, params.requiredString("pane"), params.integer("cols"), params.integer("rows")}, engine.muxle(),
+        engine.machine(), processEnvironment(), *connection->lineSocket());
 }
 
 std::string TarnelDaemon::result(const std::string& name, const JSON::Object& members)

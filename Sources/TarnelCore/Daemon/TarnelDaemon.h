@@ -1,10 +1,13 @@
 // TarnelCore/Daemon/TarnelDaemon.h: the daemon as a whole.
 #pragma once
+#include "TarnelCore/Attention/AnswerGuard.h"
 #include "TarnelCore/Attention/AttentionEngine.h"
 #include "TarnelCore/Base/Clock.h"
 #include "TarnelCore/Base/Mutex.h"
 #include "TarnelCore/Base/SerialQueue.h"
 #include "TarnelCore/Base/WorkerThreads.h"
+#include "TarnelCore/Commands/CommandExecutor.h"
+#include "TarnelCore/Daemon/CommandActions.h"
 #include "TarnelCore/Daemon/Connection.h"
 #include "TarnelCore/Daemon/EventWatch.h"
 #include "TarnelCore/Daemon/Log.h"
@@ -52,7 +55,12 @@ private:
     void acceptConnections(LineSocket& listener) TARNEL_EXCLUDES(mutex);
     void serve(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
     [[nodiscard]] bool add(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
-    void answer(const std::shared_ptr<Connection>& connection, std::string_view line);
+    /// Returns a line that was read but not answered.
+    std::optional<std::string> answer(const std::shared_ptr<Connection>& connection, std::string_view line);
+    void subscribe(const std::shared_ptr<Connection>& connection, const JSON& id);
+    void submit(const std::shared_ptr<Connection>& connection, const JSON& id, const JSON::Object& params);
+    std::optional<std::string> observe(
+        const std::shared_ptr<Connection>& connection, const JSON& id, const JSON::Object& params);
     [[nodiscard]] std::string result(const std::string& method, const JSON::Object& params);
     [[nodiscard]] bool hasStopped() TARNEL_EXCLUDES(mutex);
     /// Waits; returns false when the daemon stops.
@@ -64,7 +72,10 @@ private:
     Publisher publisher;
     EventWatch watch;
     Refresher refresher;
+    AnswerGuard answers;
     DaemonServices services;
+    CommandActions actions;
+    CommandExecutor commands;
 
     Mutex mutex;
     Condition stopped; // notified when `isStopping` is set

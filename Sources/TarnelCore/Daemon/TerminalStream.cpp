@@ -1,6 +1,6 @@
 #include "TarnelCore/Daemon/TerminalStream.h"
 #include "TarnelCore/Base/Base64.h"
-#include "TarnelCore/Muxle/MuxleClient.h"
+#include "TarnelCore/Daemon/ReplyError.h"
 #include <utility>
 
 namespace tarnel {
@@ -30,7 +30,7 @@ std::optional<TerminalFrame> TerminalStream::next()
         if (!line)
             continue;
         if (const JSON* error = (*line)["error"])
-            throw MuxleError::fromReply(*error);
+            throw replyError(*error);
         const auto event = stringOf((*line)["event"]);
         if (event == "closed")
             return std::nullopt;

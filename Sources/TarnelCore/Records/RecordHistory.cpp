@@ -72,9 +72,9 @@ void RecordHistory::update(const RecordFile& file)
         readAfresh(file);
     const std::uint64_t size = file.stamp().size;
     read = isComplete ? std::optional(file.stamp()) : std::nullopt;
-    beginning.take(file, 0, std::min(size, headSample));
+    firstBytes.take(file, 0, std::min(size, headSample));
     const std::uint64_t length = std::min(size, endSample);
-    end.take(file, size - length, length);
+    lastBytes.take(file, size - length, length);
 }
 
 void RecordHistory::clear()
@@ -93,7 +93,7 @@ bool RecordHistory::hasOnlyGrown(const RecordFile& file) const
 {
     const Files::Stamp& now = file.stamp();
     return read && resumeAt && now.device == read->device && now.inode == read->inode && now.size > read->size
-        && beginning.stillStands(file) && end.stillStands(file);
+        && firstBytes.stillStands(file) && lastBytes.stillStands(file);
 }
 
 void RecordHistory::readAfresh(const RecordFile& file)

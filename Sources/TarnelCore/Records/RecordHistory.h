@@ -69,8 +69,8 @@ private:
     bool hasGap = false;
     bool isComplete = false; // the file had all the bytes that it should have had
     std::optional<Files::Stamp> read;
-    Sample beginning;
-    Sample end;
+    Sample firstBytes;
+    Sample lastBytes;
 };
 
 /// The transcript of decoded or undecodable `lines` in file order, as the record's reader understands them. Each line
