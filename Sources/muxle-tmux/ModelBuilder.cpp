@@ -99,8 +99,9 @@ void ModelBuilder::noteOwnActivity(std::int64_t session, std::int64_t listed, st
 
 bool ModelBuilder::isWarm(Clock::Instant now) const
 {
-    return std::any_of(states.begin(), states.end(),
-        [&](const auto& each) { return each.second.moved && now - *each.second.moved < warmth; });
+    return isUnsettled || std::any_of(states.begin(), states.end(), [&](const auto& each) {
+        return each.second.moved && now - *each.second.moved < warmth;
+    });
 }
 
 void ModelBuilder::forgetAll()
@@ -133,6 +134,8 @@ Model ModelBuilder::build(const Survey& survey, const std::function<std::string(
     findSessions(survey, model);
     requestedPane.reset();
     lastSurveySecond = secondsOf(survey.time);
+    isUnsettled = std::any_of(survey.windows.begin(), survey.windows.end(),
+        [&](const ListedWindow& each) { return each.activity >= lastSurveySecond; });
     return model;
 }
 
