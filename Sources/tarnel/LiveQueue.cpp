@@ -126,6 +126,7 @@ void LiveQueue::subscribe()
                           [this](const std::shared_ptr<DaemonLink>&) {
                               update([](View& now) {
                                   now.isConnected = true;
+                                  now.wasConnected = true;
                                   now.failure = nullptr;
                               });
                           },
@@ -141,8 +142,7 @@ bool LiveQueue::mayTryAgain(std::exception_ptr failure)
 {
     bool isOver = false;
     update([&](View& now) {
-        wasConnected = wasConnected || now.isConnected;
-        isOver = onLoss == OnLoss::end || !wasConnected;
+        isOver = onLoss == OnLoss::end || !now.wasConnected;
         now.isConnected = false;
         now.failure = std::move(failure);
         now.hasEnded = isOver;

@@ -22,6 +22,7 @@ public:
     struct View {
         std::shared_ptr<const MachineSnapshot> snapshot; ///< The newest; null before the first.
         bool isConnected = false;
+        bool wasConnected = false; ///< It is connected, or has been.
         std::exception_ptr failure; ///< Why it is not connected; null while it is, or has not yet failed.
         bool hasEnded = false; ///< Nothing more will come.
     };
@@ -53,7 +54,6 @@ private:
     Mutex mutex;
     Condition stopped; // notified when `isStopping` is set
     View view TARNEL_GUARDED_BY(mutex);
-    bool wasConnected TARNEL_GUARDED_BY(mutex) = false;
     bool isNews TARNEL_GUARDED_BY(mutex) = false;
     bool isStopping TARNEL_GUARDED_BY(mutex) = false;
     std::thread worker; // last: all it uses exists before it starts
