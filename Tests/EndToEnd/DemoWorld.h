@@ -81,6 +81,9 @@ private:
 /// The pane's item in the snapshot's queue; null when it has none.
 const AttentionItem* itemOf(const MachineSnapshot& snapshot, const std::string& pane);
 
+/// What the pane's agent has heard from its user, by its record; the prompt that its scene starts with is left out.
+std::vector<std::string> heard(DemoWorld& world, const std::string& pane);
+
 /// Waits until the pane has an item of `kind`.
 std::optional<AttentionItem> awaitItem(SnapshotWatch& watch, const std::string& pane, AttentionKind kind);
 
