@@ -109,6 +109,8 @@ std::string DemoWorld::startWindow(const std::vector<std::string>& arguments)
 
 void DemoWorld::end(const std::string& pane) { tmux({"kill-pane", "-t", tmuxTarget(pane)}); }
 
+void DemoWorld::endDaemon() { server->terminate(std::chrono::milliseconds(0)); }
+
 void DemoWorld::type(const std::string& pane, const std::vector<std::string>& keys)
 {
     std::vector<std::string> words{"send-keys", "-t", tmuxTarget(pane)};

@@ -35,6 +35,9 @@ public:
 
     void end(const std::string& pane);
 
+    /// Ends tarneld at once.
+    void endDaemon();
+
     /// Types keys, named as tmux names them.
     void type(const std::string& pane, const std::vector<std::string>& keys);
 

@@ -92,6 +92,17 @@ TEST(Observe, servesTenObserversAtOnce)
     EXPECT_TRUE(eventually([&] { return toolCount(world) == 0; }, patience));
 }
 
+TEST(Observe, endsWithTheDaemonThoughThePaneIsQuiet)
+{
+    DemoWorld world;
+    const Stream stream = world.daemon.observe(world.startCommand("exec sleep 1000"));
+    ASSERT_TRUE(stream->next());
+    EXPECT_EQ(toolCount(world), 1u);
+    world.endDaemon();
+    EXPECT_EQ(stream->next(), std::nullopt);
+    EXPECT_TRUE(eventually([&] { return toolCount(world) == 0; }, patience));
+}
+
 TEST(Observe, saysThatThereIsNoSuchPane)
 {
     DemoWorld world;
