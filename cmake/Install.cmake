@@ -18,5 +18,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarnelCoreConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/TarnelCoreConfig.cmake ${PROJECT_BINARY_DIR}/TarnelCoreConfigVersion.cmake
     DESTINATION ${packageDirectory} COMPONENT development)
 
-# --- The programs
+# --- The programs, and what lets people use them
 install(TARGETS tarneld tarnel muxle-tmux RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
+add_subdirectory(docs/man)
