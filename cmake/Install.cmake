@@ -21,3 +21,4 @@ install(FILES ${PROJECT_BINARY_DIR}/TarnelCoreConfig.cmake ${PROJECT_BINARY_DIR}
 # --- The programs, and what lets people use them
 install(TARGETS tarneld tarnel muxle-tmux RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
 add_subdirectory(docs/man)
+add_subdirectory(packaging)
