@@ -33,7 +33,7 @@ std::string Output::safeJSON(std::string_view json)
     return text;
 }
 
-void Output::print(const JSON& value) { writeOutput(safeJSON(value.serialized()) + "\n"); }
+void Output::printJSON(const JSON& value) { writeOutput(safeJSON(value.serialized()) + "\n"); }
 
 void Output::print(const std::vector<std::string>& lines)
 {

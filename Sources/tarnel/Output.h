@@ -31,7 +31,7 @@ namespace Output {
 std::string safeJSON(std::string_view json);
 
 /// Prints one line of JSON.
-void print(const JSON& value);
+void printJSON(const JSON& value);
 /// Prints lines, each with its line feed, at once.
 void print(const std::vector<std::string>& lines);
 /// Prints one line.

@@ -9,7 +9,8 @@ namespace tarnel {
 
 namespace {
 
-constexpr std::array commands{&addQueueCommand, &addWatchCommand};
+constexpr std::array commands{&addQueueCommand, &addWatchCommand, &addNextCommand, &addShowCommand, &addScreenCommand,
+    &addSearchCommand, &addCallCommand};
 
 void addSharedOptions(CLI::App& app, CommandLine& line)
 {

@@ -12,7 +12,7 @@ ExitStatus printQueue(const CommandLine& line)
 {
     const WholeQueue queue = WholeQueue::ask(daemonsOf(line), line.patience());
     if (line.asJSON)
-        Output::print(jsonValue(queue.items));
+        Output::printJSON(jsonValue(queue.items));
     else if (queue.items.empty())
         Output::print(QueueTable::nothingWaits);
     else
