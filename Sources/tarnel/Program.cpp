@@ -10,7 +10,7 @@ namespace tarnel {
 namespace {
 
 constexpr std::array commands{&addQueueCommand, &addWatchCommand, &addNextCommand, &addShowCommand, &addScreenCommand,
-    &addSearchCommand, &addCallCommand};
+    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addCallCommand, &addEventsCommand};
 
 void addSharedOptions(CLI::App& app, CommandLine& line)
 {
