@@ -1,8 +1,11 @@
 #include "tarnel/Program.h"
 #include "TarnelCore/Config/TarnelPaths.h"
 #include "tarnel/Commands.h"
+#include "tarnel/Completion.h"
 #include "tarnel/Duration.h"
+#include "tarnel/Nearest.h"
 #include "tarnel/Output.h"
+#include <algorithm>
 #include <array>
 
 namespace tarnel {
@@ -10,7 +13,7 @@ namespace tarnel {
 namespace {
 
 constexpr std::array commands{&addQueueCommand, &addWatchCommand, &addNextCommand, &addShowCommand, &addScreenCommand,
-    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addCallCommand, &addEventsCommand};
+    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addCallCommand, &addEventsCommand, &addConfigCommand, &addDoctorCommand, &addCompletionCommand};
 
 void addSharedOptions(CLI::App& app, CommandLine& line)
 {
@@ -43,6 +46,22 @@ ExitStatus run(const CommandLine& line)
     }
 }
 
+/// The sub-command that a user meant who has named one that there is not; nothing when that is not what is wrong.
+std::optional<std::string> unknownCommand(const CLI::App& app, const std::vector<std::string>& words)
+{
+    const auto first = std::find_if(words.begin(), words.end(), [](const std::string& word) { return !word.starts_with('-'); });
+    if (first == words.end() || first != words.begin())
+        return std::nullopt;
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands({}))
+        names.push_back(command->get_name());
+    if (std::find(names.begin(), names.end(), *first) != names.end())
+        return std::nullopt;
+    const auto nearest = Nearest::to(*first, names);
+    return "there is no command " + *first
+        + (nearest ? "; did you mean: tarnel " + *nearest : "; see all of them with: tarnel --help");
+}
+
 } // namespace
 
 void declare(CLI::App& app, CommandLine& line)
@@ -64,9 +83,19 @@ int runProgram(int count, char** words)
     CLI::App app("", "tarnel");
     CommandLine line;
     declare(app, line);
+    std::vector<std::string> rest(words + 1, words + std::max(count, 1));
+    if (!rest.empty() && rest.front() == Completion::requestWord) {
+        rest.erase(rest.begin());
+        Completion::printCandidates(app, rest);
+        return 0;
+    }
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
+        if (const auto unknown = unknownCommand(app, rest)) {
+            Output::note(*unknown);
+            return static_cast<int>(ExitStatus::usage);
+        }
         return static_cast<int>(app.exit(error) == 0 ? ExitStatus::success : ExitStatus::usage);
     }
     return static_cast<int>(run(line));

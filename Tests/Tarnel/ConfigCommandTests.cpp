@@ -1,0 +1,1 @@
+#include "Tarnel/TarnelProgram.h"
