@@ -88,7 +88,9 @@ LiveQueue::View LiveQueue::take()
         char byte = 0;
         [[maybe_unused]] const ssize_t count = ::read(receiver.get(), &byte, 1); // it is there: this cannot block
     }
-    return view;
+    View taken = view;
+    view.replies.clear();
+    return taken;
 }
 
 /// Makes a change known; `change` gets the view.
@@ -123,8 +125,9 @@ void LiveQueue::subscribe()
 {
     DaemonClient client(connections);
     client.subscribe({.onOpen =
-                          [this](const std::shared_ptr<DaemonLink>&) {
-                              update([](View& now) {
+                          [this](const std::shared_ptr<DaemonLink>& link) {
+                              update([&](View& now) {
+                                  now.link = link;
                                   now.isConnected = true;
                                   now.wasConnected = true;
                                   now.failure = nullptr;
@@ -134,7 +137,8 @@ void LiveQueue::subscribe()
             [this](const MachineSnapshot& snapshot) {
                 auto newest = std::make_shared<const MachineSnapshot>(snapshot);
                 update([&](View& now) { now.snapshot = std::move(newest); });
-            }});
+            },
+        .onReply = [this](const CommandReply& reply) { update([&](View& now) { now.replies.push_back(reply); }); }});
 }
 
 /// Tells of a failure; returns after a while when another attempt may be made, and false when none may.
@@ -144,6 +148,7 @@ bool LiveQueue::mayTryAgain(std::exception_ptr failure)
     update([&](View& now) {
         isOver = onLoss == OnLoss::end || !now.wasConnected;
         now.isConnected = false;
+        now.link = nullptr;
         now.failure = std::move(failure);
         now.hasEnded = isOver;
     });

@@ -3,11 +3,14 @@
 #include "TarnelCore/Attention/Attention.h"
 #include "TarnelCore/Base/FileDescriptor.h"
 #include "TarnelCore/Base/Mutex.h"
+#include "TarnelCore/Commands/Command.h"
+#include "TarnelCore/Daemon/DaemonLink.h"
 #include "TarnelCore/UnixSocket/LineChannel.h"
 #include <exception>
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace tarnel {
 
@@ -23,6 +26,9 @@ public:
         std::shared_ptr<const MachineSnapshot> snapshot; ///< The newest; null before the first.
         bool isConnected = false;
         bool wasConnected = false; ///< It is connected, or has been.
+        std::shared_ptr<DaemonLink> link; ///< To send commands over; null while it is not connected.
+        std::vector<CommandReply>
+            replies; ///< Those that came since the last view was taken, none older than `snapshot`.
         std::exception_ptr failure; ///< Why it is not connected; null while it is, or has not yet failed.
         bool hasEnded = false; ///< Nothing more will come.
     };
