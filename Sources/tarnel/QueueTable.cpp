@@ -34,25 +34,6 @@ std::string askedLine(const AttentionItem& item)
     return lastLine(item.card.screenTail.value_or(""));
 }
 
-Paint paintOf(AttentionKind kind)
-{
-    switch (kind) {
-    case AttentionKind::question:
-        return Paint::magenta;
-    case AttentionKind::plan:
-        return Paint::blue;
-    case AttentionKind::permission:
-    case AttentionKind::blocked:
-    case AttentionKind::asking:
-        return Paint::yellow;
-    case AttentionKind::finished:
-        return Paint::green;
-    case AttentionKind::error:
-        return Paint::red;
-    }
-    return Paint::none;
-}
-
 /// One column: its cells from the heading down, and how it is drawn.
 struct Column {
     std::string_view heading;
@@ -158,6 +139,25 @@ std::string joinedLine(std::string line)
 
 } // namespace
 
+Paint QueueTable::paintOf(AttentionKind kind)
+{
+    switch (kind) {
+    case AttentionKind::question:
+        return Paint::magenta;
+    case AttentionKind::plan:
+        return Paint::blue;
+    case AttentionKind::permission:
+    case AttentionKind::blocked:
+    case AttentionKind::asking:
+        return Paint::yellow;
+    case AttentionKind::finished:
+        return Paint::green;
+    case AttentionKind::error:
+        return Paint::red;
+    }
+    return Paint::none;
+}
+
 QueueRow QueueRow::of(const AttentionItem& item)
 {
     return {.paneID = item.card.paneID,
@@ -191,7 +191,7 @@ std::vector<std::string> QueueTable::lines(const std::vector<QueueRow>& rows, Ti
         for (const Column* column : shown) {
             Paint paint = Paint::none;
             if (column == &columns[kindColumn])
-                paint = paintOf(rows[i].kind);
+                paint = QueueTable::paintOf(rows[i].kind);
             else if (column == &columns[titleColumn])
                 paint = Paint::bold;
             else if (column != &columns[askedColumn])

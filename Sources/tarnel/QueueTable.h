@@ -1,6 +1,7 @@
 // tarnel/QueueTable.h: the queue as a table for people.
 #pragma once
 #include "TarnelCore/Attention/Attention.h"
+#include "tarnel/Paint.h"
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -33,6 +34,9 @@ struct Style {
 
 /// What is shown in place of an empty table.
 inline constexpr std::string_view nothingWaits = "Nothing waits for you: every agent is at work or at rest.";
+
+/// How the kind is drawn wherever it is named.
+Paint paintOf(AttentionKind kind);
 
 std::vector<QueueRow> rows(const std::vector<AttentionItem>& queue);
 
