@@ -4,6 +4,7 @@
 #include "TarnelCore/Muxle/MuxleClient.h"
 #include "tarnel/DaemonAccess.h"
 #include "tarnel/QueueCommand.h"
+#include "tarnel/TopCommand.h"
 #include "tarnel/WatchCommand.h"
 #include <fmt/format.h>
 
@@ -11,7 +12,7 @@ namespace {
 
 using namespace tarnel;
 
-constexpr std::array commands{&addQueueCommand, &addWatchCommand};
+constexpr std::array commands{&addQueueCommand, &addTopCommand, &addWatchCommand};
 
 ExitStatus complain(ExitStatus status, const std::string& message)
 {
