@@ -2,6 +2,7 @@
 #include "TarnelCore/Base/TerminalText.h"
 #include "TarnelCore/JSON/JSON.h"
 #include "TarnelCore/Muxle/MuxleClient.h"
+#include "tarnel/AttachCommand.h"
 #include "tarnel/DaemonAccess.h"
 #include "tarnel/QueueCommand.h"
 #include "tarnel/TopCommand.h"
@@ -12,7 +13,7 @@ namespace {
 
 using namespace tarnel;
 
-constexpr std::array commands{&addQueueCommand, &addTopCommand, &addWatchCommand};
+constexpr std::array commands{&addAttachCommand, &addQueueCommand, &addTopCommand, &addWatchCommand};
 
 ExitStatus complain(ExitStatus status, const std::string& message)
 {
