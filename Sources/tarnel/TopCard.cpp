@@ -1,7 +1,7 @@
+#include "tarnel/TopCard.h"
 #include "TarnelCore/Base/TerminalText.h"
 #include "TarnelCore/Base/Text.h"
 #include "tarnel/QueueTable.h"
-#include "tarnel/TopLayout.h"
 #include <algorithm>
 
 namespace tarnel {

@@ -1,4 +1,5 @@
 #include "tarnel/TopLayout.h"
+#include "tarnel/StyledRow.h"
 #include <algorithm>
 
 namespace tarnel {

@@ -2,6 +2,7 @@
 #include "TarnelCore/Base/TerminalText.h"
 #include "TarnelCore/Base/Text.h"
 #include "tarnel/QueueTable.h"
+#include "tarnel/TopCard.h"
 #include "tarnel/TopLayout.h"
 #include <algorithm>
 #include <array>

@@ -95,7 +95,7 @@ struct TopState {
 
     TopNotice notice;
     std::map<std::string, TopSent> sent; ///< By command id.
-    std::map<TopPlace, std::string> drafts; ///< What was typed and has not arrived.
+    std::map<TopPlace, std::string> drafts; ///< What was typed and not sent, or has not arrived.
     std::uint64_t counter = 0; ///< Of commands.
 
     /// The items that pass the filter.

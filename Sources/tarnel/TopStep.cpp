@@ -1,5 +1,6 @@
 #include "TarnelCore/Base/TerminalText.h"
 #include "TarnelCore/Base/Text.h"
+#include "tarnel/TopCard.h"
 #include "tarnel/TopLayout.h"
 #include "tarnel/TopReplies.h"
 #include "tarnel/TopState.h"
@@ -308,13 +309,11 @@ void Stepper::submitLine()
     const std::string text(Text::trimmed(state.line.text));
     const std::optional<std::string> choice =
         answers && state.lineChoice ? std::optional(state.target.choices[*state.lineChoice]) : std::nullopt;
+    state.drafts.erase(state.target.place);
     if (text.empty() && !choice) {
-        state.drafts.erase(state.target.place);
         say("Nothing was typed, so nothing was sent.");
         return;
     }
-    if (!text.empty())
-        state.drafts[state.target.place] = text;
     TopSent what{.kind = answers ? TopSent::Kind::answer : TopSent::Kind::prompt,
         .target = state.target,
         .choice = choice,
@@ -382,9 +381,8 @@ void Stepper::replied(const CommandReply& reply)
     state.sent.erase(found);
     const TopPlace& place = done.target.place;
     const bool arrived = hasArrived(done, reply);
-    if (const auto draft = state.drafts.find(place);
-        arrived && draft != state.drafts.end() && draft->second == done.text)
-        state.drafts.erase(draft);
+    if (!arrived && !done.text.empty())
+        state.drafts.try_emplace(place, done.text);
     if (done.kind != TopSent::Kind::answer || state.mode != Mode::browse)
         return;
     const AttentionItem* item = state.selected();

@@ -100,6 +100,14 @@ std::vector<int> numbersIn(std::string_view parameters)
     return numbers;
 }
 
+/// Whether `bytes` is the start of a character whose rest has not come.
+bool isCutCharacter(std::string_view bytes)
+{
+    const auto lead = static_cast<unsigned char>(bytes[0]);
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+    return bytes.size() < length;
+}
+
 /// "CSI parameters final".
 Sequence controlSequence(std::string_view bytes)
 {
@@ -173,17 +181,11 @@ Sequence escapeSequence(std::string_view bytes)
     if (static_cast<unsigned char>(bytes[1]) < 0x20 || bytes[1] == '\x7f')
         return bytes[1] == escape ? Sequence{.length = 1, .key = "esc"}
                                   : Sequence{.length = 2, .key = "alt+" + controlName(bytes[1])};
+    if (isCutCharacter(bytes.substr(1)))
+        return {};
     const std::size_t length = Text::firstScalar(bytes.substr(1)).length;
     const std::string character(bytes.substr(1, length));
     return {.length = 1 + length, .key = "alt+" + (character == " " ? "space" : character)};
-}
-
-/// Whether `bytes` is the start of a character whose rest has not come.
-bool isCutCharacter(std::string_view bytes)
-{
-    const auto lead = static_cast<unsigned char>(bytes[0]);
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
-    return bytes.size() < length;
 }
 
 void addText(std::vector<PaneTyping>& pieces, std::string_view text)
