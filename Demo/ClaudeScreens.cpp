@@ -81,7 +81,8 @@ private:
     TextInput input;
 };
 
-/// The agent at work: a spinner in the title and below the conversation, until it is done, if it ever is.
+/// The agent at work: a spinner in the title and below the conversation, until it is done, if it ever is. What is typed
+/// meanwhile goes into the running turn.
 class Working final : public Base {
 public:
     using Done = std::function<Next()>;
@@ -109,12 +110,21 @@ public:
                 + " tokens)"));
         drawn.emplace_back();
         const std::string rule = faint(repeated("─", columns));
-        append(drawn, {rule, "❯ ", rule, colored(session->footer, 5)});
+        drawn.push_back(rule);
+        append(drawn, input.lines("❯ ", ""));
+        append(drawn, {rule, colored(session->footer, 5)});
         return drawn;
     }
 
     Next key(const Key& key) override
     {
+        if (key.kind == Key::Kind::enter && !input.text().empty()) {
+            session->record.user(input.text());
+            session->hear(input.text());
+            input = TextInput();
+            return nullptr;
+        }
+        input.key(key);
         if (key.kind != Key::Kind::escape)
             return nullptr;
         session->record.user("[Request interrupted by user]");
@@ -129,6 +139,7 @@ private:
     const std::string verb;
     const milliseconds duration;
     const Done done;
+    TextInput input;
 };
 
 /// Works for a moment, then says `reply` and finishes the turn.
@@ -247,6 +258,30 @@ Screen::Next refuse(const SessionPointer& session)
     return std::make_unique<Idle>(session, "");
 }
 
+/// The input box, with a question behind it that alt+up brings up.
+class Folded final : public Base {
+public:
+    Folded(SessionPointer shared, std::function<Next()> then)
+        : Base(std::move(shared))
+        , open(std::move(then))
+    {
+    }
+
+    [[nodiscard]] std::vector<std::string> lines(std::size_t columns, milliseconds) const override
+    {
+        Lines drawn = session->conversation;
+        const std::string rule = faint(repeated("─", columns));
+        append(
+            drawn, {colored("? 1 question (alt+up to answer)", accent), rule, "❯ ", rule, colored(session->footer, 5)});
+        return drawn;
+    }
+
+    Next key(const Key& key) override { return key.kind == Key::Kind::altUp ? open() : nullptr; }
+
+private:
+    const std::function<Next()> open;
+};
+
 /// Every session starts with a moment of work, as a real one comes to its dialog.
 Screen::Next afterSomeWork(const SessionPointer& session, std::function<Screen::Next()> then)
 {
@@ -325,9 +360,11 @@ Screen::Next plan(const std::string& id)
     });
 }
 
-Screen::Next question(const std::string& id)
+namespace {
+
+/// Asks in the record, and returns what brings the dialog up.
+std::function<Screen::Next()> askForLibrary(const SessionPointer& session)
 {
-    const auto session = startSession(id, "Pick a date library");
     const std::string prompt = "Our date handling is a mess. Clean it up.";
     const std::string asked = "Which library should the dates go through?";
     const std::vector<std::pair<std::string, std::string>> options{
@@ -348,7 +385,7 @@ Screen::Next question(const std::string& id)
         session->say("User answered: " + text);
         return finishWith(session, "Rewriting", "All dates now go through " + text + ".");
     };
-    return afterSomeWork(session, [=]() -> Screen::Next {
+    return [=]() -> Screen::Next {
         Dialog::Content content{.heading = "Library", .body = {}, .question = asked, .choices = {}, .isBoxed = false};
         for (const auto& [label, detail] : options)
             content.choices.push_back({label, [answer, chosen = label] { return answer(chosen); }});
@@ -356,7 +393,22 @@ Screen::Next question(const std::string& id)
         content.freeText = options.size();
         content.answered = answer;
         return std::make_unique<Dialog>(session, content);
-    });
+    };
+}
+
+} // namespace
+
+Screen::Next question(const std::string& id)
+{
+    const auto session = startSession(id, "Pick a date library");
+    return afterSomeWork(session, askForLibrary(session));
+}
+
+Screen::Next folded(const std::string& id)
+{
+    const auto session = startSession(id, "Pick a date library");
+    const auto open = askForLibrary(session);
+    return afterSomeWork(session, [=]() -> Screen::Next { return std::make_unique<Folded>(session, open); });
 }
 
 Screen::Next finished(const std::string& id)

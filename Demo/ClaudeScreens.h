@@ -10,6 +10,7 @@ namespace demo::claude {
 Screen::Next permission(const std::string& session);
 Screen::Next plan(const std::string& session);
 Screen::Next question(const std::string& session);
+Screen::Next folded(const std::string& session); // the same question, folded away until alt+up
 Screen::Next finished(const std::string& session);
 Screen::Next working(const std::string& session);
 

@@ -9,7 +9,7 @@ namespace demo {
 
 /// A key or a piece of text that was typed.
 struct Key {
-    enum class Kind { text, enter, lineBreak, backspace, escape, up, down };
+    enum class Kind { text, enter, lineBreak, backspace, escape, up, down, altUp };
     Kind kind = Kind::text;
     std::string text = {}; ///< Of `text`: one character, or all that was pasted.
 };

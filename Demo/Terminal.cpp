@@ -100,9 +100,9 @@ std::optional<Key> takeKey(std::string& typed)
         return Key{Key::Kind::text, text};
     }
     constexpr std::pair<std::string_view, Key::Kind> known[] = {{"\x1b[A", Key::Kind::up}, {"\x1bOA", Key::Kind::up},
-        {"\x1b[B", Key::Kind::down}, {"\x1bOB", Key::Kind::down}, {"\x1b\r", Key::Kind::lineBreak},
-        {"\r", Key::Kind::enter}, {"\n", Key::Kind::lineBreak}, {"\x7f", Key::Kind::backspace},
-        {"\b", Key::Kind::backspace}, {"\x1b", Key::Kind::escape}};
+        {"\x1b[B", Key::Kind::down}, {"\x1bOB", Key::Kind::down}, {"\x1b[1;3A", Key::Kind::altUp},
+        {"\x1b\r", Key::Kind::lineBreak}, {"\r", Key::Kind::enter}, {"\n", Key::Kind::lineBreak},
+        {"\x7f", Key::Kind::backspace}, {"\b", Key::Kind::backspace}, {"\x1b", Key::Kind::escape}};
     for (const auto& [sequence, kind] : known) {
         const bool isOtherSequence = kind == Key::Kind::escape && typed.size() > 1 && typed[1] == '[';
         if (typed.starts_with(sequence) && !isOtherSequence) {

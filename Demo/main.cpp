@@ -20,6 +20,7 @@ struct Scene {
 
 constexpr Scene scenes[] = {
     {"claude-finished", demo::claude::finished},
+    {"claude-folded", demo::claude::folded},
     {"claude-permission", demo::claude::permission},
     {"claude-plan", demo::claude::plan},
     {"claude-question", demo::claude::question},

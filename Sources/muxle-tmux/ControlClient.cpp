@@ -91,6 +91,8 @@ std::vector<std::string> ControlClient::results(Pending& pending, Deadline deadl
         throw TmuxError::timeout();
     std::vector<std::string> texts;
     for (ControlReply& reply : pending.get()) {
+        if (reply.isError && reply.text.starts_with("can't find"))
+            throw TmuxError::notFound(reply.text);
         if (reply.isError)
             throw TmuxError::refused(reply.text);
         texts.push_back(std::move(reply.text));

@@ -45,7 +45,8 @@ public:
     Pending startAll(const std::vector<std::string>& commands);
     Pending start(const std::string& command) { return startAll({command}); }
 
-    /// What each of the commands wrote. Throws TmuxError: refused with tmux's own message, timeout, unavailable.
+    /// What each of the commands wrote. Throws TmuxError: notFound or refused with tmux's own message, timeout,
+    /// unavailable.
     static std::vector<std::string> results(Pending& pending, Deadline deadline);
     /// The same of the last.
     static std::string result(Pending& pending, Deadline deadline) { return results(pending, deadline).back(); }

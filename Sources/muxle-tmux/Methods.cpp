@@ -9,10 +9,6 @@ namespace tarnel::tmux {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto patience = 8s; // less than clients have
-constexpr auto promptPatience = 15s;
 constexpr std::int64_t mostLines = 100'000;
 
 JSON ping(Call& call)
@@ -75,10 +71,19 @@ PaneReading::Request readRequest(const Params& params)
     return request;
 }
 
+/// A model with the pane that the request names. What is done to a pane needs no newer one: tmux knows whether the
+/// pane is still there.
+ModelPointer modelWithPane(Call& call)
+{
+    const auto number = numberOf('p', call.params.required("pane_id"));
+    const ModelPointer latest = call.monitor.latestModel();
+    return number && latest->pane(*number) ? latest : call.monitor.freshModel(call.deadline);
+}
+
 JSON readPane(Call& call)
 {
     const PaneReading::Request request = readRequest(call.params);
-    const ModelPointer model = call.monitor.freshModel(call.deadline);
+    const ModelPointer model = modelWithPane(call);
     const PaneModel& pane = requiredPane(*model, call.params);
     const std::string text = PaneReading::read(call.monitor, pane, request, call.deadline);
     return JSON::object({{"read",
@@ -95,7 +100,7 @@ JSON sendKeys(Call& call)
             throw TmuxError::invalidParams("\"keys\" must hold names of keys only");
         names.push_back(*each.string());
     }
-    const ModelPointer model = call.monitor.freshModel(call.deadline);
+    const ModelPointer model = modelWithPane(call);
     PaneInput::sendKeys(call.monitor, requiredPane(*model, call.params).number, names, call.deadline);
     return JSON::object({{"sent", true}});
 }
@@ -103,7 +108,7 @@ JSON sendKeys(Call& call)
 JSON sendText(Call& call)
 {
     const std::string text = call.params.required("text");
-    const ModelPointer model = call.monitor.freshModel(call.deadline);
+    const ModelPointer model = modelWithPane(call);
     PaneInput::sendText(call.monitor, requiredPane(*model, call.params).number, text, call.deadline);
     return JSON::object({{"sent", true}});
 }
@@ -187,14 +192,14 @@ const std::vector<Method>& readingMethods()
     return table;
 }
 
-JSON callMethod(Monitor& monitor, const std::string& method, const JSON::Object& params)
+JSON callMethod(
+    Monitor& monitor, const std::string& method, const JSON::Object& params, std::chrono::milliseconds patience)
 {
     const Method* row = methodNamed(method);
     if (!row)
         throw TmuxError::unknownMethod(method);
-    const Monitor::Deadline deadline =
-        std::chrono::steady_clock::now() + (method == "agent.prompt" ? promptPatience : patience);
-    Call call{monitor, Params(params), deadline};
+    const auto limit = method == "agent.prompt" ? 2 * patience : patience;
+    Call call{monitor, Params(params), std::chrono::steady_clock::now() + limit};
     return row->handler(call);
 }
 

@@ -3,7 +3,7 @@
 #include "TarnelCore/JSON/JSON.h"
 #include "muxle-tmux/Monitor.h"
 #include "muxle-tmux/Params.h"
-#include <functional>
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,8 +26,9 @@ struct Method {
 const std::vector<Method>& readingMethods();
 const std::vector<Method>& arrangingMethods();
 
-/// The result of a method of either table. Throws TmuxError.
-JSON callMethod(Monitor& monitor, const std::string& method, const JSON::Object& params);
+/// The result of a method of either table, within `patience`; a prompt may take twice as long. Throws TmuxError.
+JSON callMethod(
+    Monitor& monitor, const std::string& method, const JSON::Object& params, std::chrono::milliseconds patience);
 
 /// What the parameter `name` names. Throws TmuxError: invalidParams, notFound.
 const PaneModel& requiredPane(const Model& model, const Params& params, std::string_view name = "pane_id");

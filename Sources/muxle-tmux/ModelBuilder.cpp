@@ -59,6 +59,8 @@ std::int64_t secondsOf(Timestamp time)
     return std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
 }
 
+Timestamp timestampOf(std::int64_t seconds) { return Timestamp(std::chrono::seconds(seconds)); }
+
 } // namespace
 
 ModelBuilder::ModelBuilder(std::string home)
@@ -97,8 +99,9 @@ void ModelBuilder::noteOwnActivity(std::int64_t session, std::int64_t listed, st
 
 bool ModelBuilder::isWarm(Clock::Instant now) const
 {
-    return std::any_of(states.begin(), states.end(),
-        [&](const auto& each) { return each.second.moved && now - *each.second.moved < warmth; });
+    return isUnsettled || std::any_of(states.begin(), states.end(), [&](const auto& each) {
+        return each.second.moved && now - *each.second.moved < warmth;
+    });
 }
 
 void ModelBuilder::forgetAll()
@@ -131,6 +134,8 @@ Model ModelBuilder::build(const Survey& survey, const std::function<std::string(
     findSessions(survey, model);
     requestedPane.reset();
     lastSurveySecond = secondsOf(survey.time);
+    isUnsettled = std::any_of(survey.windows.begin(), survey.windows.end(),
+        [&](const ListedWindow& each) { return each.activity >= lastSurveySecond; });
     return model;
 }
 
@@ -172,21 +177,21 @@ void ModelBuilder::chooseFocus(const Survey& survey, Model& model)
     // Ranked by who tells: a terminal, a program that shows tmux's windows as its own, the sessions themselves.
     struct Claim {
         int rank = 0;
-        std::int64_t time = 0;
+        Timestamp time = {};
         bool isPresent = false; // holds the focus already: it stays where two claims are equal
         std::int64_t session = 0;
         auto operator<=>(const Claim&) const = default;
     };
     Claim best{.rank = -1};
     std::int64_t newestClient = -1;
-    const auto consider = [&](int rank, std::int64_t time, std::int64_t session) {
+    const auto consider = [&](int rank, Timestamp time, std::int64_t session) {
         best = std::max(best, Claim{rank, time, session == focusedSession, session});
     };
     isWatched = false;
     for (const ListedClient& each : survey.clients) {
         if (each.process == survey.ownProcess)
             continue;
-        consider(each.isControl ? 1 : 2, each.activity, each.session);
+        consider(each.isControl ? 1 : 2, timestampOf(each.activity), each.session);
         isWatched = isWatched || !each.isControl;
         if (!each.isControl && each.activity > newestClient) {
             newestClient = each.activity;
@@ -196,9 +201,9 @@ void ModelBuilder::chooseFocus(const Survey& survey, Model& model)
     for (const ListedSession& each : survey.sessions) {
         const auto own = ownActivity.find(each.session);
         const bool isOwn = own != ownActivity.end() && own->second.first == each.activity;
-        std::int64_t time = isOwn ? own->second.second : each.activity;
+        Timestamp time = timestampOf(isOwn ? own->second.second : each.activity);
         if (focusRequest && focusRequest->session == each.session)
-            time = std::max(time, secondsOf(focusRequest->time));
+            time = std::max(time, focusRequest->time);
         consider(0, time, each.session);
     }
     focusedSession = best.rank >= 0 ? std::optional(best.session) : std::nullopt;

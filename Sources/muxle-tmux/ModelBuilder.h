@@ -93,6 +93,7 @@ private:
     std::map<std::int64_t, PaneState> states; // by pane
     std::int64_t statusChanges = 0; // on this and all former servers
     std::int64_t lastSurveySecond = 0;
+    bool isUnsettled = false; // more may have been written in the second of the last survey
     std::optional<std::int64_t> focusedSession;
     std::optional<FocusRequest> focusRequest;
     std::optional<std::int64_t> requestedPane; // to be counted as seen

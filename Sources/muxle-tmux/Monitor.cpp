@@ -15,7 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto probeInterval = 250ms;
+constexpr auto probeInterval = 250ms; // while panes move
+constexpr auto restingInterval = 400ms; // while none does
 constexpr auto fullInterval = 5s; // of surveys when no probe tells of a change
 constexpr auto debounce = 30ms; // after a hint: changes come in groups
 constexpr auto retryInterval = 500ms; // while there is no server
@@ -67,6 +68,12 @@ ModelPointer Monitor::freshModel(Deadline limit)
         if (isStopping || !changed.waitUntil(mutex, limit))
             throw TmuxError::timeout();
     }
+    return model;
+}
+
+ModelPointer Monitor::latestModel()
+{
+    MutexLock lock(mutex);
     return model;
 }
 
@@ -233,7 +240,7 @@ void Monitor::followClient(ControlClient& control, const Attachment& attachment)
     do {
         if (!survey(control))
             return;
-    } while (wait(probeInterval));
+    } while (wait(builder.isWarm(Clock::system().elapsed()) ? probeInterval : restingInterval));
 }
 
 /// Asks what has changed. Returns false once the client has ended.
@@ -289,8 +296,9 @@ bool Monitor::survey(ControlClient& control)
         try {
             found.screens[pane] = ControlClient::result(pending, deadline());
         } catch (const TmuxError& error) {
-            if (error.code != "tmux_error") // else it has just been closed
+            if (error.code == TmuxError::timeout().code)
                 throw;
+            // Else it has just been closed.
         }
     }
     const auto readScreen = [&](std::int64_t pane) {

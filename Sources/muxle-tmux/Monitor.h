@@ -17,7 +17,7 @@
 namespace tarnel::tmux {
 
 /// Holds the one control-mode client, attached to whatever session there is, and asks it what has changed: at once when
-/// tmux tells of a change, else with a cheap question four times a second. Follows a server that goes and comes back.
+/// tmux tells of a change, else with a cheap question a few times a second. Follows a server that goes and comes back.
 /// Thread-safety: every operation may be called from any thread.
 /// Lifetime: the thread runs from construction to destruction.
 class Monitor {
@@ -36,6 +36,9 @@ public:
 
     /// A model that was taken after this call; an empty one while there is no server. Throws TmuxError::timeout.
     ModelPointer freshModel(Deadline deadline) TARNEL_EXCLUDES(mutex);
+
+    /// The model that was taken last, at most half a second old while tmux answers.
+    ModelPointer latestModel() TARNEL_EXCLUDES(mutex);
 
     /// What one tmux command writes. Throws TmuxError: refused, timeout, unavailable.
     std::string run(const std::string& command, Deadline deadline) TARNEL_EXCLUDES(mutex);

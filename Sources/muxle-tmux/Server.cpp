@@ -23,7 +23,6 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t longestRequest = std::size_t{16} << 20; // bytes
 constexpr auto stall = 10s; // that a client may leave a reply lying
-constexpr auto observePatience = 8s;
 constexpr std::size_t mostClients = 256;
 
 /// Takes the right to serve the socket, whatever a former process has left there.
@@ -70,13 +69,12 @@ public:
     Subscription subscription TARNEL_GUARDED_BY(mutex);
 };
 
-Server::Server(TmuxAddress address, std::string home, std::string path, Log logger)
-    : socketPath(std::move(path))
-    , log(std::move(logger))
-    , claim(claimSocket(socketPath))
-    , listener(LineSocket::listen(socketPath))
-    , monitor(std::make_unique<Monitor>(std::move(address), std::move(home),
-          Monitor::Handlers{[this](const std::vector<JSON::Object>& events) { distribute(events); }, log}))
+Server::Server(Options given)
+    : options(std::move(given))
+    , claim(claimSocket(options.socketPath))
+    , listener(LineSocket::listen(options.socketPath))
+    , monitor(std::make_unique<Monitor>(options.address, options.home,
+          Monitor::Handlers{[this](const std::vector<JSON::Object>& events) { distribute(events); }, options.log}))
     , workers(std::make_unique<WorkerThreads>("muxle-tmux"))
     , acceptor([this] { accept(); })
 {
@@ -90,7 +88,7 @@ Server::~Server()
         isStopping = true;
         open = clients;
     }
-    ::unlink(socketPath.c_str()); // ours: the claim has kept all others from it
+    ::unlink(options.socketPath.c_str()); // ours: the claim has kept all others from it
     listener->close();
     for (const auto& client : open)
         client->connection.close();
@@ -174,7 +172,7 @@ void Server::handle(Client& client, const std::string& line)
         if (afterwards)
             afterwards();
     } catch (const std::exception& error) { // the system has no process or thread left
-        log(error.what());
+        options.log(error.what());
         client.connection.close();
     }
 }
@@ -186,7 +184,7 @@ JSON Server::call(
         return subscribe(client, Params(params), afterwards);
     if (method == "pane.observe")
         return observe(client, Params(params), afterwards);
-    return callMethod(*monitor, method, params);
+    return callMethod(*monitor, method, params, options.patience);
 }
 
 JSON Server::subscribe(Client& client, const Params& params, std::function<void()>& afterwards)
@@ -209,7 +207,7 @@ JSON Server::observe(Client& client, const Params& params, std::function<void()>
     }
     if (client.observer)
         throw TmuxError::invalidRequest("this connection observes a pane already");
-    const ModelPointer model = monitor->freshModel(std::chrono::steady_clock::now() + observePatience);
+    const ModelPointer model = monitor->freshModel(std::chrono::steady_clock::now() + options.patience);
     const PaneModel& pane = requiredPane(*model, params);
     const std::int64_t number = pane.number;
     const std::int64_t session = pane.session;

@@ -7,6 +7,7 @@
 #include "muxle-tmux/Monitor.h"
 #include "muxle-tmux/Params.h"
 #include "muxle-tmux/Subscription.h"
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <set>
@@ -21,11 +22,17 @@ namespace tarnel::tmux {
 /// all connections end and the socket's file goes.
 class Server {
 public:
-    using Log = std::function<void(const std::string&)>;
+    struct Options {
+        TmuxAddress address;
+        std::string home; ///< Where agents keep their records.
+        std::string socketPath;
+        std::function<void(const std::string&)> log; ///< Of a line for people, without line feed; from any thread.
+        std::chrono::milliseconds patience = std::chrono::seconds(8); ///< With tmux: less than clients have with us.
+    };
 
     /// Throws std::exception when the socket cannot be had: std::runtime_error when another process serves it, or when
     /// its path names something else than a socket.
-    Server(TmuxAddress address, std::string home, std::string socketPath, Log log);
+    explicit Server(Options options);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -41,8 +48,7 @@ private:
     JSON observe(Client& client, const Params& params, std::function<void()>& afterwards);
     void distribute(const std::vector<JSON::Object>& events) TARNEL_EXCLUDES(mutex);
 
-    const std::string socketPath;
-    const Log log;
+    const Options options;
     FileDescriptor claim; // a lock beside the socket: one process serves it
     std::shared_ptr<LineSocket> listener;
     Mutex mutex;

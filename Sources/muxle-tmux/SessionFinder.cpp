@@ -1,6 +1,7 @@
 #include "muxle-tmux/SessionFinder.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Text.h"
+#include "TarnelCore/Records/RecordLocator.h"
 #include <algorithm>
 #include <ctime>
 #include <fcntl.h>
@@ -48,20 +49,9 @@ void addRecord(std::vector<SessionRecord>& records, std::string session, const s
         records.push_back({std::move(session), path, birthTime(path), modified});
 }
 
-/// The project directory that the agent makes of a working directory.
-std::string claudeProject(std::string_view cwd)
-{
-    std::string name(cwd);
-    for (char& each : name) {
-        if (each == '/' || each == '.' || each == '_')
-            each = '-';
-    }
-    return name;
-}
-
 std::vector<SessionRecord> claudeRecords(const std::string& home, const std::string& cwd, Timestamp since)
 {
-    const std::string directory = home + "/.claude/projects/" + claudeProject(cwd);
+    const std::string directory = home + "/.claude/projects/" + RecordLocator::claudeSlug(cwd);
     std::vector<SessionRecord> records;
     for (const std::string& name : Files::list(directory)) {
         // Helpers of a session write files of their own beside it.

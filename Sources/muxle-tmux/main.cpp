@@ -28,7 +28,7 @@ int serve(const std::optional<std::string>& tmuxSocket, const std::optional<std:
     const Environment environment = processEnvironment();
     const std::string path = socket ? *socket : MuxleClient::resolveSocketPath(std::nullopt, environment);
     const tmux::TmuxAddress address(tmuxSocket, environment);
-    const tmux::Server server(address, homeDirectory(), path, complain);
+    const tmux::Server server({.address = address, .home = homeDirectory(), .socketPath = path, .log = complain});
     complain("serving " + address.socketPath() + " on " + path);
     int signal = 0;
     sigwait(&ending, &signal);

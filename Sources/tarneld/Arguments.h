@@ -1,6 +1,7 @@
 // tarneld/Arguments.h: the daemon's command line.
 #pragma once
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,9 +27,18 @@ public:
     }
 
     [[nodiscard]] bool startsWith(std::string_view first) const { return !list.empty() && list.front() == first; }
-    [[nodiscard]] bool contains(std::string_view argument) const
+
+    /// Whether `flag` is among the arguments, other than as the value of one of the options that take one.
+    [[nodiscard]] bool contains(std::string_view flag) const
     {
-        return std::find(list.begin(), list.end(), argument) != list.end();
+        constexpr std::array<std::string_view, 3> withValue{"--socket", "--session", "--machine"};
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            if (list[i] == flag)
+                return true;
+            if (std::find(withValue.begin(), withValue.end(), list[i]) != withValue.end())
+                ++i;
+        }
+        return false;
     }
 
 private:

@@ -2,6 +2,7 @@
 #include "Arguments.h"
 #include "TarnelCore/Attention/AttentionEngine.h"
 #include "TarnelCore/Attention/ConfiguredQueueOptions.h"
+#include "TarnelCore/Base/FileDescriptor.h"
 #include "TarnelCore/Config/TarnelConfig.h"
 #include "TarnelCore/Config/TarnelPaths.h"
 #include "TarnelCore/Daemon/Bridge.h"
@@ -66,6 +67,7 @@ int serve(const Arguments& arguments, const TarnelConfig& config)
         {.diagnostics = [&](std::string_view line) { log.diagnostic(line); }});
     TarnelDaemon daemon(engine, daemonSocket(arguments, environment, config), {.log = log});
     std::signal(SIGPIPE, SIG_IGN);
+    raiseDescriptorLimit();
     try {
         daemon.run();
         return 0;

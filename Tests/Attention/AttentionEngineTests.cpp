@@ -1,6 +1,6 @@
 #include "TarnelCore/Attention/AttentionEngine.h"
 #include "TarnelCore/Base/Files.h"
-#include "TarnelCore/UnixSocket/SocketError.h"
+#include "Support/MemoryMuxle.h"
 #include "Support/TemporaryFolder.h"
 #include <functional>
 #include <gmock/gmock.h>
@@ -12,61 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-
-/// A multiplexer in memory: what it answers is what the test has set.
-class World final : public MuxleTransport {
-public:
-    JSON request(std::string_view method, const JSON::Object& params, Seconds timeout) override
-    {
-        asked.emplace_back(method);
-        timeouts.push_back(timeout);
-        if (hangs)
-            throw SocketError::io(EAGAIN);
-        if (method == "pane.read")
-            return read(params);
-        const auto result = results.find(std::string(method));
-        if (result == results.end())
-            throw MuxleError("unknown_method", std::string(method));
-        return result->second;
-    }
-    void subscribe(const JSON::Array&, const std::function<void(std::shared_ptr<LineChannel>)>&,
-        const std::function<void(const JSON&)>&) override
-    {
-    }
-    std::string socketPath() const override { return "memory"; }
-
-    void setPanes(JSON::Array panes)
-    {
-        results["session.snapshot"] = JSON::object({{"snapshot",
-            JSON::object({{"panes", panes}, {"workspaces", JSON::Array{JSON::parse(R"({"workspace_id":"w1","label":"shop"})")}},
-                {"layouts", JSON::Array{}}})}});
-        results["agent.list"] = JSON::object({{"agents", std::move(panes)}});
-    }
-    std::size_t reads(std::string_view source) const
-    {
-        return static_cast<std::size_t>(std::count(readSources.begin(), readSources.end(), source));
-    }
-
-    std::map<std::string, JSON> results;
-    std::map<std::string, std::string> screens; // by source, or by pane + " " + source
-    std::vector<std::string> asked;
-    std::vector<Seconds> timeouts;
-    std::vector<std::string> readSources;
-    bool hangs = false;
-
-private:
-    JSON read(const JSON::Object& params)
-    {
-        const std::string pane = *params.find("pane_id")->string();
-        const std::string source = *params.find("source")->string() + (*params.find("format") == JSON("ansi") ? " ansi" : "");
-        readSources.push_back(source);
-        for (const std::string& key : {pane + " " + source, source}) {
-            if (const auto screen = screens.find(key); screen != screens.end())
-                return JSON::object({{"read", JSON::object({{"text", screen->second}})}});
-        }
-        throw MuxleError("no_screen", pane);
-    }
-};
 
 class FixedClock final : public Clock {
 public:
@@ -80,13 +25,6 @@ public:
 private:
     mutable int steps = 0;
 };
-
-JSON pane(const std::string& id, const std::string& status, std::int64_t seq, const std::string& more = "")
-{
-    return JSON::parse(R"({"pane_id":")" + id + R"(","workspace_id":"w1","agent":"claude","agent_status":")" + status
-        + R"(","cwd":"/p","state_change_seq":)" + std::to_string(seq) + R"(,"agent_session":{"value":"s-)" + id + "\"}" + more
-        + "}");
-}
 
 class AttentionEngineTest : public testing::Test {
 protected:
@@ -113,7 +51,7 @@ protected:
 
     TemporaryFolder home;
     FixedClock clock;
-    std::shared_ptr<World> world = std::make_shared<World>();
+    std::shared_ptr<MemoryMuxle> world = std::make_shared<MemoryMuxle>();
     QueueOptions options;
 
 private:
@@ -131,7 +69,7 @@ std::string finishedAt(const std::string& time)
 
 TEST_F(AttentionEngineTest, aBlockedAgentWaitsForWhatItsRecordSays)
 {
-    world->setPanes({pane("p1", "blocked", 41)});
+    world->setPanes({claudePane("p1", "blocked", 41)});
     world->screens["visible"] = "Do it?\n";
     EXPECT_EQ(only().kind, AttentionKind::blocked);
     EXPECT_FALSE(only().card.hasRecord);
@@ -152,7 +90,7 @@ TEST_F(AttentionEngineTest, aBlockedAgentWaitsForWhatItsRecordSays)
 
 TEST_F(AttentionEngineTest, aFinishedTurnWaitsBeforeItEntersTheQueue)
 {
-    world->setPanes({pane("p1", "done", 7)});
+    world->setPanes({claudePane("p1", "done", 7)});
     world->screens["detection"] = "text\n";
     EXPECT_EQ(only().kind, AttentionKind::finished) << "without a record at once";
 
@@ -195,7 +133,7 @@ TEST_F(AttentionEngineTest, optionsDecideWhatEntersTheQueue)
         SCOPED_TRACE(c.what);
         QueueOptions set;
         c.set(set);
-        world->setPanes({pane("p1", c.status, 1, c.more)});
+        world->setPanes({claudePane("p1", c.status, 1, c.more)});
         world->screens["visible"] = "Do you trust the files in this folder?";
         world->screens["detection"] = "";
         AttentionEngine configured(MuxleClient(world), "studio", set, {clock, home.path()});
@@ -205,7 +143,7 @@ TEST_F(AttentionEngineTest, optionsDecideWhatEntersTheQueue)
 
 TEST_F(AttentionEngineTest, eachScreenIsReadAtMostOnce)
 {
-    world->setPanes({pane("p1", "blocked", 1), pane("p2", "done", 2), pane("p3", "idle", 3), pane("p4", "working", 4),
+    world->setPanes({claudePane("p1", "blocked", 1), claudePane("p2", "done", 2), claudePane("p3", "idle", 3), claudePane("p4", "working", 4),
         JSON::parse(R"({"pane_id":"shell","workspace_id":"w1","cwd":"/p"})")});
     world->screens = {{"visible", "x\n  ⏸ plan mode on (shift+tab to cycle)"}, {"detection", "x"}};
     const MachineSnapshot snapshot = engine().snapshot();
@@ -221,7 +159,7 @@ TEST_F(AttentionEngineTest, eachScreenIsReadAtMostOnce)
 TEST_F(AttentionEngineTest, fallsBackToSeparateListsAndThenFails)
 {
     world->results["session.snapshot"] = JSON::object({{"snapshot", 1}});
-    world->results["pane.list"] = JSON::object({{"panes", JSON::Array{pane("p1", "blocked", 1), 7}}});
+    world->results["pane.list"] = JSON::object({{"panes", JSON::Array{claudePane("p1", "blocked", 1), 7}}});
     const MachineSnapshot snapshot = engine().snapshot();
     EXPECT_EQ(snapshot.queue.size(), 1u);
     EXPECT_EQ(snapshot.queue.front().card.space, "w1");
@@ -244,9 +182,9 @@ TEST_F(AttentionEngineTest, aHangingMultiplexerCostsOneTimeout)
 
 TEST_F(AttentionEngineTest, readsARecordAnewOnlyWhenItHasChanged)
 {
-    world->setPanes({pane("p1", "blocked", 1)});
+    world->setPanes({claudePane("p1", "blocked", 1)});
     writeRecord("p1", openCall);
-    const MuxleAgent agent = *MuxleAgent::fromMuxle(pane("p1", "blocked", 1));
+    const MuxleAgent agent = *MuxleAgent::fromMuxle(claudePane("p1", "blocked", 1));
     const auto first = engine().transcript(agent);
     EXPECT_EQ(engine().transcript(agent), first) << "the same object";
     EXPECT_EQ(engine().statusLine(agent)->contextUsed, 45678);

@@ -18,7 +18,7 @@ TEST(ThreadQueue, runsInOrderAndNeverTwoAtOnce)
             queue.dispatch([&, i] {
                 overlapped |= inside.fetch_add(1) != 0;
                 order.push_back(i);
-                if (i == 50)
+                if (i == 99)
                     queue.dispatch([&] { order.push_back(1000); }); // from inside a task
                 --inside;
             });

@@ -1,10 +1,5 @@
+#include "Daemon/ServingDaemon.h"
 #include "Support/Eventually.h"
-#include "Support/ScriptedMuxle.h"
-#include "Support/TemporaryFolder.h"
-#include "TarnelCore/Attention/AttentionEngine.h"
-#include "TarnelCore/Daemon/DaemonError.h"
-#include "TarnelCore/Daemon/TarnelDaemon.h"
-#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <thread>
@@ -17,92 +12,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/// Lines written by any thread.
-class Lines {
-public:
-    void add(std::string_view line)
-    {
-        MutexLock lock(mutex);
-        lines.emplace_back(line);
-    }
-    std::vector<std::string> with(std::string_view part)
-    {
-        MutexLock lock(mutex);
-        std::vector<std::string> found;
-        std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),
-            [&](const std::string& line) { return line.find(part) != line.npos; });
-        return found;
-    }
-
-private:
-    Mutex mutex;
-    std::vector<std::string> lines TARNEL_GUARDED_BY(mutex);
-};
-
-/// A daemon that serves in this process.
-class ServingDaemon {
-public:
-    ServingDaemon(const std::string& muxlePath, const std::string& socketPath, const std::string& home, Lines& lines,
-        std::function<void(std::chrono::nanoseconds)> pauseWatch = {})
-        : engine(MuxleClient(std::make_shared<MuxleSocket>(muxlePath)), "studio", QueueOptions(), {.home = home})
-        , daemon(engine, socketPath,
-              {.log = {[&lines](std::string_view line) { lines.add(line); }}, .pauseWatch = std::move(pauseWatch)})
-        , thread([this] {
-            try {
-                daemon.run();
-            } catch (const std::exception& error) {
-                failure = error.what();
-            }
-        })
-    {
-    }
-    ~ServingDaemon() { end(); }
-    std::string end()
-    {
-        daemon.stop();
-        if (thread.joinable())
-            thread.join();
-        return failure;
-    }
-    std::string awaitFailure()
-    {
-        thread.join();
-        return failure;
-    }
-
-private:
-    AttentionEngine engine;
-    TarnelDaemon daemon;
-    std::string failure;
-    std::thread thread;
-};
-
-class TarnelDaemonTest : public testing::Test {
-protected:
-    void serve(std::function<void(std::chrono::nanoseconds)> pauseWatch = {})
-    {
-        daemon = std::make_unique<ServingDaemon>(muxle.socketPath(), path, folder.path(), lines, std::move(pauseWatch));
-        ASSERT_TRUE(eventually([&] { return !lines.with("listening on").empty(); }));
-    }
-    std::shared_ptr<LineSocket> connect() const
-    {
-        auto socket = LineSocket::connect(path);
-        socket->setReadTimeout(10s);
-        return socket;
-    }
-    static std::string ask(LineSocket& socket, const std::string& line)
-    {
-        socket.writeLine(line);
-        return socket.readLine().value_or("end of stream");
-    }
-    std::string ask(const std::string& line) const { return ask(*connect(), line); }
-
-    TemporaryFolder folder;
-    ScriptedMuxle muxle{folder / "muxle.sock"};
-    const std::string path = folder / "daemon/tarneld.sock";
-    Lines lines;
-    std::unique_ptr<ServingDaemon> daemon;
-};
+using TarnelDaemonTest = DaemonTest;
 
 TEST_F(TarnelDaemonTest, answersEachFormOfRequest)
 {
@@ -117,16 +27,23 @@ TEST_F(TarnelDaemonTest, answersEachFormOfRequest)
         {"[1]", R"({"error":{"code":"failed","message":"unknown method "},"id":null})"},
         {"7", R"({"error":{"code":"failed","message":"unknown method "},"id":null})"},
         {R"({"id":"x","method":"fly"})", R"({"error":{"code":"failed","message":"unknown method fly"},"id":"x"})"},
-        {R"({"id":[1,{"a":2}],"method":7})", R"({"error":{"code":"failed","message":"unknown method "},"id":[1,{"a":2}]})"},
+        {R"({"id":[1,{"a":2}],"method":7})",
+            R"({"error":{"code":"failed","message":"unknown method "},"id":[1,{"a":2}]})"},
         {R"({"method":"screen","params":{"pane":"p1"}})", R"({"id":null,"result":"screen of p1"})"},
-        {R"({"id":1,"method":"screen","params":[]})", R"({"error":{"code":"failed","message":"missing parameter: pane"},"id":1})"},
-        {R"({"id":1,"method":"screen","params":{"pane":7}})", R"({"error":{"code":"failed","message":"missing parameter: pane"},"id":1})"},
-        {R"({"id":1,"method":"prompt","params":{"pane":"p1"}})", R"({"error":{"code":"failed","message":"missing parameter: pane, text"},"id":1})"},
-        {R"({"id":1,"method":"keys","params":{"pane":"p1","keys":"esc"}})", R"({"error":{"code":"failed","message":"missing parameter: pane, keys"},"id":1})"},
+        {R"({"id":1,"method":"screen","params":[]})",
+            R"({"error":{"code":"failed","message":"missing parameter: pane"},"id":1})"},
+        {R"({"id":1,"method":"screen","params":{"pane":7}})",
+            R"({"error":{"code":"failed","message":"missing parameter: pane"},"id":1})"},
+        {R"({"id":1,"method":"prompt","params":{"pane":"p1"}})",
+            R"({"error":{"code":"failed","message":"missing parameter: pane, text"},"id":1})"},
+        {R"({"id":1,"method":"keys","params":{"pane":"p1","keys":"esc"}})",
+            R"({"error":{"code":"failed","message":"missing parameter: pane, keys"},"id":1})"},
         {R"({"id":1,"method":"search"})", R"({"error":{"code":"failed","message":"missing parameter: query"},"id":1})"},
         {R"({"id":1,"method":"search","params":{"query":""}})", R"({"id":1,"result":[]})"},
-        {R"({"id":1,"method":"conversation","params":{"pane":"p9"}})", R"({"error":{"code":"failed","message":"no agent in pane p9"},"id":1})"},
-        {R"({"id":1,"method":"conversation","params":{"pane":"p1"}})", R"({"id":1,"result":{"entries":[],"turnFinished":false}})"},
+        {R"({"id":1,"method":"conversation","params":{"pane":"p9"}})",
+            R"({"error":{"code":"failed","message":"no agent in pane p9"},"id":1})"},
+        {R"({"id":1,"method":"conversation","params":{"pane":"p1"}})",
+            R"({"id":1,"result":{"entries":[],"turnFinished":false}})"},
         {R"({"id":1,"method":"input","params":{"pane":"p1","text":""}})", R"({"id":1,"result":{"sent":true}})"},
         {R"({"id":1,"method":"focus","params":{"pane":"p2"}})", R"({"id":1,"result":{"focused":true}})"},
         {R"({"id":1,"method":"next"})", R"({"id":1,"result":null})"},
@@ -158,7 +75,8 @@ TEST_F(TarnelDaemonTest, typesWhatItIsTold)
     ask(R"({"id":1,"method":"keys","params":{"pane":"p1","keys":["tab"]}})");
     ask(R"({"id":1,"method":"prompt","params":{"pane":"p1","text":"go on"}})");
     EXPECT_EQ(JSON(muxle.requests("pane.send_text").at(0).params).serialized(), R"({"pane_id":"p1","text":"hi"})");
-    EXPECT_EQ(JSON(muxle.requests("pane.send_keys").at(0).params).serialized(), R"({"keys":["enter","esc"],"pane_id":"p1"})");
+    EXPECT_EQ(
+        JSON(muxle.requests("pane.send_keys").at(0).params).serialized(), R"({"keys":["enter","esc"],"pane_id":"p1"})");
     EXPECT_EQ(JSON(muxle.requests("pane.send_keys").at(1).params).serialized(), R"({"keys":["tab"],"pane_id":"p1"})");
     EXPECT_EQ(JSON(muxle.requests("agent.prompt").at(0).params).serialized(), R"({"target":"p1","text":"go on"})");
 }
@@ -169,8 +87,10 @@ TEST_F(TarnelDaemonTest, tellsEverySubscriberOfEveryChangeOnce)
     const auto first = connect();
     const auto second = connect();
     for (const auto& client : {first, second}) {
-        EXPECT_EQ(ask(*client, R"({"id":1,"method":"subscribe"})"), R"({"id":1,"result":{"commands":true,"subscribed":true}})");
-        EXPECT_THAT(client->readLine().value(), HasSubstr(R"({"event":"snapshot","snapshot":{"agents":[{"agent":"claude")"));
+        EXPECT_EQ(ask(*client, R"({"id":1,"method":"subscribe"})"),
+            R"({"id":1,"result":{"commands":true,"subscribed":true}})");
+        EXPECT_THAT(
+            client->readLine().value(), HasSubstr(R"({"event":"snapshot","snapshot":{"agents":[{"agent":"claude")"));
     }
     ASSERT_TRUE(muxle.awaitSubscriptions(1));
     ask(R"({"method":"snapshot"})");
@@ -193,26 +113,32 @@ TEST_F(TarnelDaemonTest, aSubscriberThatDoesNotReadHoldsUpNobody)
 {
     serve();
     muxle.change([](MuxleWorld& world) { world.pane("p1").screen = std::string(300'000, 'x'); });
-    const auto stalled = connect();
     const auto healthy = connect();
-    stalled->writeLine(R"({"id":1,"method":"subscribe"})");
     ask(*healthy, R"({"id":1,"method":"subscribe"})");
     healthy->readLine();
-    for (int i = 0; i < 50; ++i) {
-        const std::string name = "turn " + std::to_string(i);
-        muxle.change([&](MuxleWorld& world) {
-            world.pane("p1").status = "blocked";
-            world.pane("p1").name = name;
-        });
-        ask(R"({"method":"queue"})");
-        std::string line;
-        while (line.find("\"" + name + "\"") == line.npos)
-            line = healthy->readLine().value();
-    }
+    const auto timePerChange = [&](const std::string& word, int count) {
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < count; ++i) {
+            const std::string name = word + " " + std::to_string(i);
+            muxle.change([&](MuxleWorld& world) {
+                world.pane("p1").status = "blocked";
+                world.pane("p1").name = name;
+            });
+            ask(R"({"method":"queue"})");
+            std::string line;
+            while (line.find("\"" + name + "\"") == line.npos)
+                line = healthy->readLine().value();
+        }
+        return (std::chrono::steady_clock::now() - start) / count;
+    };
+    const auto alone = timePerChange("alone", 50);
+    const auto stalled = connect();
+    stalled->writeLine(R"({"id":1,"method":"subscribe"})");
+    EXPECT_LT(timePerChange("both", 200), 3 * alone + 10ms);
     // What the stalled one gets when it reads at last: few snapshots, none torn, the newest last.
     std::string last;
     std::size_t count = 0;
-    while (last.find("\"turn 49\"") == last.npos) {
+    while (last.find("\"both 199\"") == last.npos) {
         last = stalled->readLine().value();
         ASSERT_TRUE(JSON::parseLine(last));
         ++count;

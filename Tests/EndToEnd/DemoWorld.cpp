@@ -25,6 +25,7 @@ Environment privateEnvironment(const TemporaryFolder& folder)
         return name.starts_with("TARNEL") || name.starts_with("MUXLE") || name.starts_with("TMUX");
     });
     made["HOME"] = folder / "home";
+    made["MUXLE_BIN_PATH"] = MUXLE_TMUX_PROGRAM;
     made["MUXLE_SOCKET_PATH"] = folder / "muxle.sock";
     made["PATH"] = folder / "bin:" + made["PATH"];
     made["TARNELD_SOCKET"] = folder / "tarneld.sock";
@@ -108,6 +109,8 @@ std::string DemoWorld::startWindow(const std::vector<std::string>& arguments)
 
 void DemoWorld::end(const std::string& pane) { tmux({"kill-pane", "-t", tmuxTarget(pane)}); }
 
+void DemoWorld::endDaemon() { server->terminate(std::chrono::milliseconds(0)); }
+
 void DemoWorld::type(const std::string& pane, const std::vector<std::string>& keys)
 {
     std::vector<std::string> words{"send-keys", "-t", tmuxTarget(pane)};
@@ -176,6 +179,19 @@ const AttentionItem* itemOf(const MachineSnapshot& snapshot, const std::string& 
     const auto found = std::find_if(snapshot.queue.begin(), snapshot.queue.end(),
         [&](const AttentionItem& item) { return item.card.paneID == pane; });
     return found == snapshot.queue.end() ? nullptr : &*found;
+}
+
+std::vector<std::string> heard(DemoWorld& world, const std::string& pane)
+{
+    const auto transcript = decode<Transcript>(world.daemon.call("conversation", {{"pane", pane}}, patience));
+    std::vector<std::string> texts;
+    for (const auto& entry : transcript.entries) {
+        if (entry->role == EntryRole::user)
+            texts.push_back(entry->text);
+    }
+    if (!texts.empty())
+        texts.erase(texts.begin());
+    return texts;
 }
 
 std::optional<AttentionItem> awaitItem(SnapshotWatch& watch, const std::string& pane, AttentionKind kind)

@@ -35,6 +35,9 @@ public:
 
     void end(const std::string& pane);
 
+    /// Ends tarneld at once.
+    void endDaemon();
+
     /// Types keys, named as tmux names them.
     void type(const std::string& pane, const std::vector<std::string>& keys);
 
@@ -80,6 +83,9 @@ private:
 
 /// The pane's item in the snapshot's queue; null when it has none.
 const AttentionItem* itemOf(const MachineSnapshot& snapshot, const std::string& pane);
+
+/// What the pane's agent has heard from its user, by its record; the prompt that its scene starts with is left out.
+std::vector<std::string> heard(DemoWorld& world, const std::string& pane);
 
 /// Waits until the pane has an item of `kind`.
 std::optional<AttentionItem> awaitItem(SnapshotWatch& watch, const std::string& pane, AttentionKind kind);

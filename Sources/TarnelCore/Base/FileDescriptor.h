@@ -38,4 +38,7 @@ private:
     int number = -1;
 };
 
+/// Raises the number of descriptors that the process may have open to what the system allows it at most.
+void raiseDescriptorLimit() noexcept;
+
 } // namespace tarnel

@@ -1,19 +1,12 @@
 #include "TarnelCore/Daemon/Connection.h"
 #include "TarnelCore/Base/Thread.h"
 #include <algorithm>
-#include <chrono>
 
 namespace tarnel {
 
-namespace {
-
-constexpr std::chrono::seconds longestStall{10};
-constexpr std::size_t mostEventBytes = std::size_t{8} << 20;
-
-} // namespace
-
-Connection::Connection(std::shared_ptr<LineSocket> connected)
+Connection::Connection(std::shared_ptr<LineSocket> connected, Limits given)
     : socket(std::move(connected))
+    , limits(given)
 {
 }
 
@@ -37,18 +30,18 @@ void Connection::startPushing()
 {
     if (writer.joinable())
         return;
-    socket->setWriteTimeout(longestStall);
+    socket->setWriteTimeout(limits.stall);
     writer = std::thread([this] { writeLines(); });
 }
 
 void Connection::pushSnapshot(Line line, std::uint64_t version)
 {
     MutexLock lock(mutex);
-    if (isClosed || version < newestVersion)
+    if (isEnding || version < newestVersion)
         return;
     newestVersion = version;
-    const auto older
-        = std::find_if(waiting.begin(), waiting.end(), [](const Waiting& each) { return each.isSnapshot; });
+    const auto older =
+        std::find_if(waiting.begin(), waiting.end(), [](const Waiting& each) { return each.isSnapshot; });
     if (older == waiting.end())
         waiting.push_back({std::move(line), true});
     else
@@ -60,10 +53,10 @@ void Connection::pushEvent(Line line)
 {
     {
         MutexLock lock(mutex);
-        if (isClosed)
+        if (isEnding)
             return;
         eventBytes += line->size();
-        if (eventBytes <= mostEventBytes) {
+        if (eventBytes <= limits.eventBytes) {
             waiting.push_back({std::move(line), false});
             changed.notifyAll();
             return;
@@ -75,9 +68,9 @@ void Connection::pushEvent(Line line)
 Connection::Line Connection::nextLine()
 {
     MutexLock lock(mutex);
-    while (waiting.empty() && !isClosed)
+    while (waiting.empty() && !isEnding)
         changed.wait(mutex);
-    if (isClosed)
+    if (isClosed || waiting.empty())
         return nullptr;
     Waiting next = std::move(waiting.front());
     waiting.pop_front();
@@ -98,11 +91,24 @@ void Connection::writeLines()
     }
 }
 
+void Connection::finish() noexcept
+{
+    {
+        MutexLock lock(mutex);
+        isEnding = true;
+    }
+    changed.notifyAll();
+    if (writer.joinable())
+        writer.join();
+    close();
+}
+
 void Connection::close() noexcept
 {
     std::deque<Waiting> dropped;
     {
         MutexLock lock(mutex);
+        isEnding = true;
         isClosed = true;
         dropped.swap(waiting);
         eventBytes = 0;

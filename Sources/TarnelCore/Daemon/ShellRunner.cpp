@@ -50,7 +50,7 @@ JSON run(
     const Process shell({.executable = "/bin/sh",
         .arguments = {"-c", request.command},
         .environment = environmentFor(environment, muxle, request.active),
-        .workingDirectory = request.cwd});
+        .workingDirectory = request.cwd == "" ? std::nullopt : request.cwd});
     const auto status = shell.waitFor(timeout);
     JSON::Object result{{"started", true}, {"finished", status.has_value()}};
     if (status)

@@ -14,7 +14,7 @@ namespace tarnel::ShellRunner {
 
 struct Request {
     std::string command;
-    std::optional<std::string> cwd; ///< The daemon's own directory when absent.
+    std::optional<std::string> cwd; ///< The daemon's own directory when absent or empty.
     Environment active; ///< The "MUXLE_ACTIVE_" variables, which tell what the user looks at.
 };
 

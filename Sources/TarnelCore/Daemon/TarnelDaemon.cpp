@@ -184,7 +184,7 @@ void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
         // No memory or no thread left for this client: it is let go, and the others are served.
     }
     publisher.unsubscribe(connection);
-    connection->close();
+    connection->finish();
     MutexLock lock(mutex);
     connections.erase(connection);
 }

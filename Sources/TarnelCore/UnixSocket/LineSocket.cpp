@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -21,8 +22,8 @@ constexpr std::size_t longestPath = 103; // what every platform's address has ro
 constexpr int backlog = 32;
 constexpr std::size_t readChunk = 65536;
 
-/// How much is sent at once when a deadline counts: the kernel waits anew for every buffer that one send fills.
-constexpr std::size_t timedWriteChunk = 8192;
+/// How often a write that waits is tried again: the kernel tells of room only once most of the buffer is empty.
+constexpr std::chrono::milliseconds writeInterval{50};
 
 using Seconds = LineSocket::Seconds;
 using Deadline = LineSocket::Deadline;
@@ -111,17 +112,28 @@ FileDescriptor connected(const std::string& path, std::optional<Deadline> deadli
     }
 }
 
-/// Sends what the system takes of the bytes of `line` and its line feed from `start` on, at most about `most`.
-ssize_t sendPart(int descriptor, std::string_view line, std::size_t start, std::size_t most)
+/// Sends what the system takes of the bytes of `line` and its line feed from `start` on.
+ssize_t sendPart(int descriptor, std::string_view line, std::size_t start, int flags)
 {
     char feed = '\n';
     const std::string_view rest = line.substr(start);
-    const std::string_view part = rest.substr(0, most);
-    std::array<iovec, 2> parts{{{const_cast<char*>(part.data()), part.size()}, {&feed, 1}}};
+    std::array<iovec, 2> parts{{{const_cast<char*>(rest.data()), rest.size()}, {&feed, 1}}};
     msghdr message{};
     message.msg_iov = parts.data();
-    message.msg_iovlen = part.size() == rest.size() ? 2 : 1;
-    return ::sendmsg(descriptor, &message, sendFlags);
+    message.msg_iovlen = parts.size();
+    return ::sendmsg(descriptor, &message, sendFlags | flags);
+}
+
+/// Waits until the system may take more, not far beyond `deadline`; false once that has passed.
+bool awaitRoom(int descriptor, Deadline deadline)
+{
+    const auto left = deadline - std::chrono::steady_clock::now();
+    if (left <= Deadline::duration::zero())
+        return false;
+    const auto limit = std::chrono::ceil<std::chrono::milliseconds>(std::min<Deadline::duration>(left, writeInterval));
+    pollfd writable{descriptor, POLLOUT, 0};
+    ::poll(&writable, 1, static_cast<int>(limit.count()));
+    return true;
 }
 
 } // namespace
@@ -250,16 +262,31 @@ void LineSocket::writeLine(std::string_view line)
 /// Sends `line` and a line feed whole; the error number when that fails, and in `sent` how many bytes had gone out.
 int LineSocket::send(std::string_view line, std::size_t& sent)
 {
+    auto lastProgress = std::chrono::steady_clock::now();
     while (sent <= line.size()) {
-        if (deadline && !setTimeout(descriptor.get(), SO_SNDTIMEO, *deadline))
+        if (deadline && std::chrono::steady_clock::now() >= *deadline)
             return EAGAIN;
-        const ssize_t count = sendPart(descriptor.get(), line, sent, deadline ? timedWriteChunk : line.npos);
-        if (count >= 0)
+        const auto limit = writeDeadline(lastProgress);
+        const ssize_t count = sendPart(descriptor.get(), line, sent, limit ? MSG_DONTWAIT : 0);
+        if (count >= 0) {
             sent += static_cast<std::size_t>(count);
-        else if (errno != EINTR)
+            lastProgress = std::chrono::steady_clock::now();
+        } else if (limit && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            if (!awaitRoom(descriptor.get(), *limit))
+                return EAGAIN;
+        } else if (errno != EINTR) {
             return errno;
+        }
     }
     return 0;
+}
+
+/// Until when the peer must take something; nothing when it may take its time.
+std::optional<LineSocket::Deadline> LineSocket::writeDeadline(Deadline lastProgress) const
+{
+    if (deadline || !writeTimeout)
+        return deadline;
+    return lastProgress + std::chrono::duration_cast<Deadline::duration>(*writeTimeout);
 }
 
 void LineSocket::close() noexcept
@@ -277,7 +304,8 @@ void LineSocket::setReadTimeout(Seconds timeout)
 void LineSocket::setWriteTimeout(Seconds timeout)
 {
     validate(timeout);
-    setTimeout(descriptor.get(), SO_SNDTIMEO, timeout);
+    MutexLock lock(writeMutex);
+    writeTimeout = timeout;
 }
 
 void LineSocket::shutdownWrite() noexcept { ::shutdown(descriptor.get(), SHUT_WR); }

@@ -53,8 +53,9 @@ public:
     /// positive number of seconds the system can hold throws std::invalid_argument. A deadline has precedence.
     void setReadTimeout(Seconds timeout);
 
-    /// Fails a later `writeLine` of which the peer takes nothing for so long; otherwise as `setReadTimeout`.
-    void setWriteTimeout(Seconds timeout);
+    /// Fails a later `writeLine` that waits and of which the peer takes nothing for so long. The system tells what is
+    /// taken in pieces of some ten KiB; less is nothing. Otherwise as `setReadTimeout`.
+    void setWriteTimeout(Seconds timeout) TARNEL_EXCLUDES(writeMutex);
 
     /// Ends the sending direction only: the peer sees the end of the stream, reading goes on.
     void shutdownWrite() noexcept;
@@ -68,6 +69,7 @@ private:
     std::string takeLine(std::size_t feed);
     bool receive();
     int send(std::string_view line, std::size_t& sent) TARNEL_REQUIRES(writeMutex);
+    [[nodiscard]] std::optional<Deadline> writeDeadline(Deadline lastProgress) const TARNEL_REQUIRES(writeMutex);
 
     const FileDescriptor descriptor;
     std::optional<Deadline> deadline; // of every wait; constant once a second thread uses the socket
@@ -79,6 +81,7 @@ private:
     std::size_t lineLimit = std::string::npos;
 
     Mutex writeMutex; // one line on the wire at a time
+    std::optional<Seconds> writeTimeout TARNEL_GUARDED_BY(writeMutex);
 };
 
 /// Opens connections to the socket file at one path.

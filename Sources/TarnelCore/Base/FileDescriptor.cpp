@@ -1,0 +1,20 @@
+#include "TarnelCore/Base/FileDescriptor.h"
+#include <algorithm>
+#include <climits>
+#include <sys/resource.h>
+
+namespace tarnel {
+
+void raiseDescriptorLimit() noexcept
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+#if defined(__APPLE__)
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, OPEN_MAX); // more is refused, whatever the limit says
+#endif
+    ::setrlimit(RLIMIT_NOFILE, &limit); // when it is refused, the limit stays as it was
+}
+
+} // namespace tarnel
