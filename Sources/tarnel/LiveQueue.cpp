@@ -1,94 +1,78 @@
 #include "tarnel/LiveQueue.h"
-#include "TarnelCore/Base/Thread.h"
-#include "TarnelCore/Daemon/DaemonClient.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
-#include <array>
-#include <cerrno>
-#include <fcntl.h>
-#include <system_error>
-#include <unistd.h>
+#include "tarnel/QueueMerge.h"
+#include <algorithm>
 #include <utility>
 
 namespace tarnel {
 
-namespace {
-
-constexpr std::chrono::seconds retryDelay{1};
-
-} // namespace
-
-/// Opens connections and keeps the last one in reach, so that a subscription which the daemon has not yet answered can
-/// be ended too.
-class LiveQueue::Connections final : public LineChannelOpener {
-public:
-    explicit Connections(const std::string& socketPath)
-        : sockets(socketPath)
-    {
-    }
-
-    std::shared_ptr<LineChannel> open(std::chrono::duration<double> timeout) override TARNEL_EXCLUDES(mutex)
-    {
-        auto opened = sockets.open(timeout);
-        MutexLock lock(mutex);
-        if (isClosed)
-            throw SocketError::closed();
-        last = opened;
-        return opened;
-    }
-    [[nodiscard]] std::string label() const override { return sockets.label(); }
-
-    void close() noexcept TARNEL_EXCLUDES(mutex)
-    {
-        std::shared_ptr<LineChannel> closing;
-        {
-            MutexLock lock(mutex);
-            isClosed = true;
-            closing = last.lock();
-        }
-        if (closing)
-            closing->close();
-    }
-
-private:
-    SocketOpener sockets;
-    Mutex mutex;
-    std::weak_ptr<LineChannel> last TARNEL_GUARDED_BY(mutex);
-    bool isClosed TARNEL_GUARDED_BY(mutex) = false;
-};
-
-LiveQueue::LiveQueue(const std::string& socketPath, OnLoss lossPolicy)
-    : onLoss(lossPolicy)
-    , connections(std::make_shared<Connections>(socketPath))
+bool LiveQueue::View::isConnected() const
 {
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0)
-        throw std::system_error(errno, std::generic_category(), "cannot watch the queue");
-    receiver = FileDescriptor(ends[0]);
-    sender = FileDescriptor(ends[1]);
-    for (const int end : ends)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    worker = std::thread([this] { run(); });
+    return std::any_of(machines.begin(), machines.end(), [](const Machine& each) { return each.isConnected; });
 }
 
-LiveQueue::~LiveQueue()
+bool LiveQueue::View::hasSnapshot() const
+{
+    return std::any_of(machines.begin(), machines.end(), [](const Machine& each) { return each.snapshot != nullptr; });
+}
+
+bool LiveQueue::View::hasEnded() const
+{
+    return std::all_of(
+        machines.begin(), machines.end(), [](const Machine& each) { return each.failure && !each.wasConnected; });
+}
+
+std::vector<AttentionItem> LiveQueue::View::queue() const
+{
+    std::vector<std::vector<AttentionItem>> queues;
+    for (const Machine& machine : machines) {
+        if (machine.snapshot)
+            queues.push_back(machine.snapshot->queue);
+    }
+    return QueueMerge::merged(std::move(queues), oldestFirst);
+}
+
+LiveQueue::LiveQueue(const std::vector<Daemon>& daemons, bool oldestFirst, Backoff backoff)
 {
     {
         MutexLock lock(mutex);
-        isStopping = true;
+        view.oldestFirst = oldestFirst;
+        for (const Daemon& daemon : daemons)
+            view.machines.push_back({.label = daemon.label()});
     }
-    stopped.notifyAll();
-    connections->close();
-    worker.join();
+    for (std::size_t i = 0; i < daemons.size(); ++i)
+        links.push_back(std::make_unique<FollowLink>(daemons[i].opener, listenerFor(i), backoff));
 }
+
+LiveQueue::~LiveQueue() = default;
 
 LiveQueue::View LiveQueue::take()
 {
     MutexLock lock(mutex);
-    if (std::exchange(isNews, false)) {
-        char byte = 0;
-        [[maybe_unused]] const ssize_t count = ::read(receiver.get(), &byte, 1); // it is there: this cannot block
-    }
+    news.lower();
     return view;
+}
+
+FollowLink::Listener LiveQueue::listenerFor(std::size_t index)
+{
+    DaemonClient::Subscriber subscriber;
+    subscriber.onOpen = [this, index](const std::shared_ptr<DaemonLink>&) {
+        update([&](View& now) {
+            now.machines[index].isConnected = now.machines[index].wasConnected = true;
+            now.machines[index].failure = nullptr;
+        });
+    };
+    subscriber.onSnapshot = [this, index](const MachineSnapshot& snapshot) {
+        auto newest = std::make_shared<const MachineSnapshot>(snapshot);
+        update([&](View& now) { now.machines[index].snapshot = std::move(newest); });
+    };
+    const auto onLost = [this, index](std::exception_ptr failure) {
+        update([&](View& now) {
+            now.machines[index].isConnected = false;
+            now.machines[index].failure = std::move(failure);
+        });
+        return true; // the owner sees from the view when there is no use in it
+    };
+    return {std::move(subscriber), onLost};
 }
 
 /// Makes a change known; `change` gets the view.
@@ -96,64 +80,7 @@ template <class Change> void LiveQueue::update(Change change)
 {
     MutexLock lock(mutex);
     change(view);
-    if (!std::exchange(isNews, true)) {
-        const char byte = 0;
-        [[maybe_unused]] const ssize_t count = ::write(sender.get(), &byte, 1); // the pipe is empty: neither can this
-    }
-}
-
-void LiveQueue::run()
-{
-    setThreadName("tarnel.subscribe");
-    for (;;) {
-        std::exception_ptr failure;
-        try {
-            subscribe();
-            failure = std::make_exception_ptr(SocketError::closed());
-        } catch (...) {
-            failure = std::current_exception();
-        }
-        if (!mayTryAgain(failure))
-            return;
-    }
-}
-
-/// One subscription from its start to its end.
-void LiveQueue::subscribe()
-{
-    DaemonClient client(connections);
-    client.subscribe({.onOpen =
-                          [this](const std::shared_ptr<DaemonLink>&) {
-                              update([](View& now) {
-                                  now.isConnected = true;
-                                  now.wasConnected = true;
-                                  now.failure = nullptr;
-                              });
-                          },
-        .onSnapshot =
-            [this](const MachineSnapshot& snapshot) {
-                auto newest = std::make_shared<const MachineSnapshot>(snapshot);
-                update([&](View& now) { now.snapshot = std::move(newest); });
-            }});
-}
-
-/// Tells of a failure; returns after a while when another attempt may be made, and false when none may.
-bool LiveQueue::mayTryAgain(std::exception_ptr failure)
-{
-    bool isOver = false;
-    update([&](View& now) {
-        isOver = onLoss == OnLoss::end || !now.wasConnected;
-        now.isConnected = false;
-        now.failure = std::move(failure);
-        now.hasEnded = isOver;
-    });
-    const auto deadline = std::chrono::steady_clock::now() + retryDelay;
-    MutexLock lock(mutex);
-    while (!isOver && !isStopping) {
-        if (!stopped.waitUntil(mutex, deadline))
-            return true;
-    }
-    return false;
+    news.raise();
 }
 
 } // namespace tarnel

@@ -1,62 +1,59 @@
-// tarnel/LiveQueue.h: the daemon's snapshots as they come, kept up in the background.
+// tarnel/LiveQueue.h: the daemons' snapshots as they come, kept up in the background.
 #pragma once
 #include "TarnelCore/Attention/Attention.h"
-#include "TarnelCore/Base/FileDescriptor.h"
 #include "TarnelCore/Base/Mutex.h"
-#include "TarnelCore/UnixSocket/LineChannel.h"
+#include "tarnel/DaemonAccess.h"
+#include "tarnel/FollowLink.h"
+#include "tarnel/Wakeup.h"
 #include <exception>
 #include <memory>
 #include <string>
-#include <thread>
+#include <vector>
 
 namespace tarnel {
 
-/// Holds a subscription on a thread of its own and keeps the newest snapshot.
+/// Holds a subscription to each daemon and keeps its newest snapshot. A daemon that goes away is waited for; where none
+/// has ever been there, the queue ends.
 /// Thread-safety: one owner, who takes and destroys.
-/// Lifetime: the destructor ends the subscription and joins.
 class LiveQueue {
 public:
-    /// What to do when a daemon that was there goes away. One that was never there ends the queue in either case.
-    enum class OnLoss { end, reconnect };
-
-    struct View {
-        std::shared_ptr<const MachineSnapshot> snapshot; ///< The newest; null before the first.
+    struct Machine {
+        std::string label; ///< Of the daemon, in messages.
+        std::shared_ptr<const MachineSnapshot> snapshot = nullptr; ///< The newest; null before the first.
         bool isConnected = false;
-        bool wasConnected = false; ///< It is connected, or has been.
-        std::exception_ptr failure; ///< Why it is not connected; null while it is, or has not yet failed.
-        bool hasEnded = false; ///< Nothing more will come.
+        bool wasConnected = false; ///< Now or ever.
+        std::exception_ptr failure = nullptr; ///< Why it is not connected; null while it is, or has not yet failed.
     };
 
-    LiveQueue(const std::string& socketPath, OnLoss onLoss);
+    struct View {
+        std::vector<Machine> machines; ///< In the order of the daemons, never none.
+        bool oldestFirst = false; ///< How items of equal urgency are ordered among machines.
+
+        [[nodiscard]] bool isConnected() const; ///< To any.
+        [[nodiscard]] bool hasSnapshot() const; ///< Of any.
+        [[nodiscard]] bool hasEnded() const; ///< Nothing more will come.
+        [[nodiscard]] std::vector<AttentionItem> queue() const; ///< Of all machines as one.
+    };
+
+    LiveQueue(const std::vector<Daemon>& daemons, bool oldestFirst, Backoff backoff);
     ~LiveQueue();
     LiveQueue(const LiveQueue&) = delete;
     LiveQueue& operator=(const LiveQueue&) = delete;
 
     /// Readable when there is a view that was not yet taken.
-    [[nodiscard]] int descriptor() const { return receiver.get(); }
+    [[nodiscard]] int descriptor() const { return news.descriptor(); }
 
     /// The state as it is now. Never blocks.
     View take() TARNEL_EXCLUDES(mutex);
 
 private:
-    class Connections;
-
-    void run() TARNEL_EXCLUDES(mutex);
-    void subscribe();
-    bool mayTryAgain(std::exception_ptr failure) TARNEL_EXCLUDES(mutex);
+    FollowLink::Listener listenerFor(std::size_t index);
     template <class Change> void update(Change change) TARNEL_EXCLUDES(mutex);
 
-    const OnLoss onLoss;
-    FileDescriptor receiver; // a pipe that holds one byte while the view is news
-    FileDescriptor sender;
-    const std::shared_ptr<Connections> connections;
-
+    Wakeup news; // raised and lowered with the mutex held
     Mutex mutex;
-    Condition stopped; // notified when `isStopping` is set
     View view TARNEL_GUARDED_BY(mutex);
-    bool isNews TARNEL_GUARDED_BY(mutex) = false;
-    bool isStopping TARNEL_GUARDED_BY(mutex) = false;
-    std::thread worker; // last: all it uses exists before it starts
+    std::vector<std::unique_ptr<FollowLink>> links; // last: they use all the above
 };
 
 } // namespace tarnel

@@ -1,6 +1,7 @@
 // tarnel/QueueTable.h: the queue as a table for people.
 #pragma once
 #include "TarnelCore/Attention/Attention.h"
+#include "tarnel/Output.h"
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -11,7 +12,7 @@ namespace tarnel {
 
 /// What the table says of one item: lines of plain words, whatever an agent has written.
 struct QueueRow {
-    std::string paneID;
+    std::string pane; ///< As the user names it: with the machine before it where there are several.
     AttentionKind kind = AttentionKind::question;
     std::string space;
     std::string title;
@@ -19,28 +20,23 @@ struct QueueRow {
     std::optional<Timestamp> waitingSince;
 
     bool operator==(const QueueRow&) const = default;
-
-    static QueueRow of(const AttentionItem& item);
 };
 
 /// Pure functions.
 namespace QueueTable {
 
-struct Style {
-    std::size_t width = 80; ///< Cells; no line is longer.
-    bool hasColor = false;
-};
-
 /// What is shown in place of an empty table.
 inline constexpr std::string_view nothingWaits = "Nothing waits for you: every agent is at work or at rest.";
 
-std::vector<QueueRow> rows(const std::vector<AttentionItem>& queue);
+Paint paintOf(AttentionKind kind);
 
-/// A heading and a line for each row. Where the width is too small for all columns, the less telling ones are left out.
+/// How the user names the pane of an item: "p3", or "studio/p3" where there are several machines.
+std::string paneName(const AttentionItem& item, bool hasMachine);
+
+std::vector<QueueRow> rows(const std::vector<AttentionItem>& queue, bool hasMachine = false);
+
+/// A heading and a line for each row.
 std::vector<std::string> lines(const std::vector<QueueRow>& rows, Timestamp now, const Style& style);
-
-/// A span of time in its largest whole unit: "12 s", "3 m", "5 h", "2 d". One that lies ahead is "0 s".
-std::string briefDuration(Timestamp::duration duration);
 
 } // namespace QueueTable
 

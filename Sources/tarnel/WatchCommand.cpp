@@ -1,10 +1,11 @@
-#include "tarnel/WatchCommand.h"
 #include "TarnelCore/Base/Clock.h"
+#include "tarnel/Commands.h"
 #include "tarnel/LiveQueue.h"
 #include "tarnel/SignalWatch.h"
 #include "tarnel/Terminal.h"
 #include "tarnel/WatchScreen.h"
 #include "tarnel/WatchStream.h"
+#include "tarnel/WholeQueue.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -28,10 +29,16 @@ bool readsQuit(const pollfd& keyboard)
         [](char key) { return key == 'q' || key == 'Q' || key == endOfTransmission; });
 }
 
-ExitStatus watchOnScreen(const std::string& socketPath, const Environment& environment, bool hasColor)
+/// What to throw when no daemon has ever been there.
+CommandError noDaemon(const LiveQueue::View& view, const std::vector<Daemon>& daemons)
+{
+    return inWords(daemons.front(), view.machines.front().failure);
+}
+
+ExitStatus watchOnScreen(const std::vector<Daemon>& daemons, const Environment& environment, bool hasColor)
 {
     SignalWatch signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGWINCH};
-    LiveQueue queue(socketPath, LiveQueue::OnLoss::reconnect);
+    LiveQueue queue(daemons, wantsOldestFirst(), configuredBackoff());
     std::optional<FullScreen> screen; // taken once there is something to show: a first failure is told in the open
     const int keyboard = ::isatty(STDIN_FILENO) == 1 ? STDIN_FILENO : -1;
     for (std::vector<std::string> shown;;) {
@@ -48,14 +55,13 @@ ExitStatus watchOnScreen(const std::string& socketPath, const Environment& envir
         if (readsQuit(watched[2]))
             return ExitStatus::success;
         const LiveQueue::View view = queue.take();
-        if (view.hasEnded)
-            std::rethrow_exception(view.failure);
-        if (!screen && !view.isConnected)
+        if (view.hasEnded())
+            throw noDaemon(view, daemons);
+        if (!screen && !view.isConnected())
             continue;
         if (!screen)
             screen.emplace();
-        auto lines =
-            watchScreen(view, socketPath, Clock::system().now(), ScreenSize::ofStandardOutput(environment), hasColor);
+        auto lines = watchScreen(view, Clock::system().now(), ScreenSize::ofStandardOutput(environment), hasColor);
         if (lines != shown) {
             screen->draw(lines);
             shown = std::move(lines);
@@ -63,21 +69,40 @@ ExitStatus watchOnScreen(const std::string& socketPath, const Environment& envir
     }
 }
 
-ExitStatus watchAsLines(const std::string& socketPath, const Environment& environment)
+ExitStatus watchAsLines(const std::vector<Daemon>& daemons, const Environment& environment, bool asJSON)
 {
-    LiveQueue queue(socketPath, LiveQueue::OnLoss::end);
-    WatchStream stream;
-    for (;;) {
-        pollfd changed{queue.descriptor(), POLLIN, 0};
-        ::poll(&changed, 1, -1);
+    SignalWatch signals{SIGINT, SIGTERM, SIGHUP};
+    LiveQueue queue(daemons, wantsOldestFirst(), configuredBackoff());
+    WatchStream stream(daemons.size() > 1);
+    for (std::string lost;;) {
+        std::array<pollfd, 2> watched{{{queue.descriptor(), POLLIN, 0}, {signals.descriptor(), POLLIN, 0}}};
+        ::poll(watched.data(), watched.size(), -1);
+        if (signals.take())
+            return ExitStatus::success;
         const LiveQueue::View view = queue.take();
-        if (view.snapshot) {
-            writeOutput(
-                stream.news(*view.snapshot, Clock::system().now(), ScreenSize::ofStandardOutput(environment).columns));
+        if (view.hasEnded())
+            throw noDaemon(view, daemons);
+        if (std::string now = lostDaemons(view); now != lost) {
+            if (!now.empty())
+                Output::note(now);
+            lost = std::move(now);
         }
-        if (view.hasEnded)
-            std::rethrow_exception(view.failure);
+        if (!view.hasSnapshot())
+            continue;
+        writeOutput(asJSON
+                ? stream.newsAsJSON(view.queue())
+                : stream.news(view.queue(), Clock::system().now(), ScreenSize::ofStandardOutput(environment).columns));
     }
+}
+
+ExitStatus watch(const CommandLine& line)
+{
+    const Environment environment = processEnvironment();
+    const OutputTraits output = OutputTraits::ofStandardOutput(environment);
+    const std::vector<Daemon> daemons = daemonsOf(line);
+    if (output.isTerminal && !line.asJSON)
+        return watchOnScreen(daemons, environment, output.hasColor);
+    return watchAsLines(daemons, environment, line.asJSON);
 }
 
 } // namespace
@@ -87,14 +112,10 @@ void addWatchCommand(CLI::App& app, CommandLine& line)
     CLI::App* command = app.add_subcommand("watch",
         "Show the agents that wait for you and follow every change; ends with q or ctrl+c. Where the output is no "
         "terminal, prints a line for each item that is new or has changed");
-    command->callback([&line] {
-        line.run = [&line] {
-            const Environment environment = processEnvironment();
-            const OutputTraits output = OutputTraits::ofStandardOutput(environment);
-            return output.isTerminal ? watchOnScreen(line.socketPath, environment, output.hasColor)
-                                     : watchAsLines(line.socketPath, environment);
-        };
-    });
+    command->footer("Examples:\n"
+                    "  tarnel watch\n"
+                    "  tarnel watch --json | while read -r line; do ...; done");
+    command->callback([&line] { line.run = [&line] { return watch(line); }; });
 }
 
 } // namespace tarnel

@@ -1,5 +1,6 @@
 #include "tarnel/WatchScreen.h"
 #include "TarnelCore/Base/TerminalText.h"
+#include "TarnelCore/Base/Text.h"
 #include "tarnel/Paint.h"
 #include "tarnel/QueueTable.h"
 #include <algorithm>
@@ -10,43 +11,63 @@ namespace tarnel {
 namespace {
 
 /// "studio-mini   3 wait for you, 2 are at work"
-std::string heading(const MachineSnapshot& snapshot, std::size_t columns, bool hasColor)
+std::string heading(const LiveQueue::View& view, std::size_t waiting, std::size_t columns, bool hasColor)
 {
-    const auto working = std::count_if(snapshot.agents.begin(), snapshot.agents.end(),
-        [](const MuxleAgent& agent) { return agent.isAgent() && agent.status == AgentStatus::working; });
-    const std::string machine = TerminalText::cut(TerminalText::plainLine(snapshot.machine), columns);
-    const std::size_t waiting = snapshot.queue.size();
+    std::vector<std::string> names;
+    std::ptrdiff_t working = 0;
+    for (const LiveQueue::Machine& machine : view.machines) {
+        if (!machine.snapshot)
+            continue;
+        names.push_back(TerminalText::plainLine(machine.snapshot->machine));
+        working += std::count_if(machine.snapshot->agents.begin(), machine.snapshot->agents.end(),
+            [](const MuxleAgent& agent) { return agent.isAgent() && agent.status == AgentStatus::working; });
+    }
+    const std::string machines = TerminalText::cut(Text::joined(names, ", "), columns);
     const std::string counts = fmt::format("   {} {} for you, {} {} at work", waiting, waiting == 1 ? "waits" : "wait",
         working, working == 1 ? "is" : "are");
-    return painted(machine, Paint::bold, hasColor)
-        + painted(
-            TerminalText::cut(counts, columns - std::min(columns, TerminalText::width(machine))), Paint::dim, hasColor);
+    return painted(machines, Paint::bold, hasColor)
+        + painted(TerminalText::cut(counts, columns - std::min(columns, TerminalText::width(machines))), Paint::dim,
+            hasColor);
 }
 
-std::string footer(const LiveQueue::View& view, const std::string& socketPath, std::size_t columns, bool hasColor)
+std::string footer(const LiveQueue::View& view, std::size_t columns, bool hasColor)
 {
-    if (view.isConnected)
+    const std::string lost = lostDaemons(view);
+    if (lost.empty())
         return painted(TerminalText::cut("q or ctrl+c ends", columns), Paint::dim, hasColor);
-    const std::string text = "The daemon at " + TerminalText::plainLine(socketPath) + " has gone; trying again ...";
-    return painted(TerminalText::cut(text, columns), Paint::red, hasColor);
+    return painted(TerminalText::cut(lost, columns), Paint::red, hasColor);
 }
 
 } // namespace
 
-std::vector<std::string> watchScreen(
-    const LiveQueue::View& view, const std::string& socketPath, Timestamp now, const ScreenSize& size, bool hasColor)
+std::string lostDaemons(const LiveQueue::View& view)
+{
+    std::vector<std::string> lost;
+    for (const LiveQueue::Machine& machine : view.machines) {
+        if (!machine.isConnected && (machine.failure || machine.snapshot))
+            lost.push_back(TerminalText::plainLine(machine.label));
+    }
+    if (lost.empty())
+        return {};
+    return (lost.size() == 1 ? "The daemon at " + lost.front() + " has"
+                             : "The daemons at " + Text::joined(lost, ", ") + " have")
+        + " gone; trying again ...";
+}
+
+std::vector<std::string> watchScreen(const LiveQueue::View& view, Timestamp now, const ScreenSize& size, bool hasColor)
 {
     std::vector<std::string> lines;
-    if (!view.snapshot) {
+    if (!view.hasSnapshot()) {
         lines.push_back(TerminalText::cut("Waiting for the daemon's first look at the agents ...", size.columns));
     } else {
-        lines.push_back(heading(*view.snapshot, size.columns, hasColor));
+        const std::vector<AttentionItem> queue = view.queue();
+        lines.push_back(heading(view, queue.size(), size.columns, hasColor));
         lines.emplace_back();
-        if (view.snapshot->queue.empty()) {
+        if (queue.empty()) {
             lines.push_back(TerminalText::cut(QueueTable::nothingWaits, size.columns));
         } else {
             const auto table = QueueTable::lines(
-                QueueTable::rows(view.snapshot->queue), now, {.width = size.columns, .hasColor = hasColor});
+                QueueTable::rows(queue, view.machines.size() > 1), now, {.width = size.columns, .hasColor = hasColor});
             lines.insert(lines.end(), table.begin(), table.end());
         }
     }
@@ -59,7 +80,7 @@ std::vector<std::string> watchScreen(
             painted(TerminalText::cut(fmt::format("… and {} more", hidden), size.columns), Paint::dim, hasColor));
     }
     lines.emplace_back();
-    lines.push_back(footer(view, socketPath, size.columns, hasColor));
+    lines.push_back(footer(view, size.columns, hasColor));
     lines.resize(std::min(lines.size(), size.rows));
     return lines;
 }

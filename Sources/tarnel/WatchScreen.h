@@ -9,7 +9,9 @@
 namespace tarnel {
 
 /// The lines of the screen, none longer than its columns and no more than its rows. Pure.
-std::vector<std::string> watchScreen(
-    const LiveQueue::View& view, const std::string& socketPath, Timestamp now, const ScreenSize& size, bool hasColor);
+std::vector<std::string> watchScreen(const LiveQueue::View& view, Timestamp now, const ScreenSize& size, bool hasColor);
+
+/// Which daemons have gone, in one line; empty when none has. Pure.
+std::string lostDaemons(const LiveQueue::View& view);
 
 } // namespace tarnel

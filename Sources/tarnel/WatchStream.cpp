@@ -8,14 +8,14 @@ namespace {
 
 bool readsTheSame(const QueueRow& a, const QueueRow& b)
 {
-    return a.paneID == b.paneID && a.kind == b.kind && a.space == b.space && a.title == b.title && a.asked == b.asked;
+    return a.pane == b.pane && a.kind == b.kind && a.space == b.space && a.title == b.title && a.asked == b.asked;
 }
 
 } // namespace
 
-std::string WatchStream::news(const MachineSnapshot& snapshot, Timestamp now, std::size_t columns)
+std::string WatchStream::news(const std::vector<AttentionItem>& queue, Timestamp now, std::size_t columns)
 {
-    std::vector<QueueRow> rows = QueueTable::rows(snapshot.queue);
+    std::vector<QueueRow> rows = QueueTable::rows(queue, hasMachine);
     const std::vector<QueueRow> before = said.value_or(std::vector<QueueRow>());
     std::string text;
     if (rows.empty() && (!said || !before.empty()))
@@ -28,6 +28,24 @@ std::string WatchStream::news(const MachineSnapshot& snapshot, Timestamp now, st
             text += lines[i + 1] + "\n"; // behind the heading
     }
     said = std::move(rows);
+    return text;
+}
+
+std::string WatchStream::newsAsJSON(const std::vector<AttentionItem>& queue)
+{
+    std::map<std::string, AttentionItem> now;
+    std::string text;
+    for (const AttentionItem& item : queue) {
+        const auto before = told.find(item.id());
+        if (before == told.end() || before->second != item)
+            text += Output::safeJSON(JSON::object({{"item", jsonValue(item)}}).serialized()) + "\n";
+        now.emplace(item.id(), item);
+    }
+    for (const auto& [id, item] : told) {
+        if (!now.contains(id))
+            text += Output::safeJSON(JSON::object({{"gone", id}}).serialized()) + "\n";
+    }
+    told = std::move(now);
     return text;
 }
 

@@ -3,22 +3,34 @@
 #include "TarnelCore/Attention/Attention.h"
 #include "tarnel/QueueTable.h"
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace tarnel {
 
-/// Turns snapshots into lines, each said once for as long as it stays true.
+/// Turns queues into lines, each said once for as long as it stays true.
 /// Thread-safety: none.
 class WatchStream {
 public:
-    /// The lines, each with its line feed, of those items that are new since the last snapshot or read otherwise; the
+    explicit WatchStream(bool severalMachines = false)
+        : hasMachine(severalMachines)
+    {
+    }
+
+    /// The lines, each with its line feed, of those items that are new since the last time or read otherwise; the
     /// passing of time alone is no news. One friendly line when nothing waits any more.
-    std::string news(const MachineSnapshot& snapshot, Timestamp now, std::size_t columns);
+    std::string news(const std::vector<AttentionItem>& queue, Timestamp now, std::size_t columns);
+
+    /// The same for programs: `{"item":...}` for an item that is new or has changed, `{"gone":"..."}` with the id of
+    /// one that is no longer in the queue.
+    std::string newsAsJSON(const std::vector<AttentionItem>& queue);
 
 private:
-    std::optional<std::vector<QueueRow>> said; // of the last snapshot; absent before the first
+    const bool hasMachine;
+    std::optional<std::vector<QueueRow>> said; // the last time; absent before the first
+    std::map<std::string, AttentionItem> told; // the same for programs, by id
 };
 
 } // namespace tarnel

@@ -2,6 +2,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -44,6 +45,21 @@ bool hasChildren()
 {
     siginfo_t info{};
     return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+TEST(Process, complainsWhereItIsTold)
+{
+    std::FILE* errors = std::tmpfile();
+    ASSERT_NE(errors, nullptr);
+    Process::Options options = shell("echo bad >&2; echo good");
+    options.errors = ::fileno(errors);
+    const Process process(options);
+    EXPECT_EQ(readAll(process), "good\n");
+    ASSERT_EQ(process.waitFor(patience), 0);
+    std::array<char, 16> text{};
+    EXPECT_EQ(::pread(::fileno(errors), text.data(), text.size(), 0), 4);
+    EXPECT_STREQ(text.data(), "bad\n");
+    std::fclose(errors);
 }
 
 TEST(Process, readsTheInputThatItIsGiven)

@@ -45,6 +45,24 @@ TEST(TerminalText, plainLineLetsNothingThroughThatATerminalObeys)
         EXPECT_EQ(TerminalText::plainLine(c.text), c.line) << c.what;
 }
 
+TEST(TerminalText, plainTextKeepsLinesAndSpacing)
+{
+    struct Case {
+        const char* what;
+        std::string text;
+        std::string plain;
+    };
+    const Case cases[] = {
+        {"spacing and empty lines", "  a   b\n\n c \r\nd", "  a   b\n\n c \nd"},
+        {"sequences across a line", "\x1b[1ma\x1b[0m\n\x1b]0;title\ab\u009b2Jc", "a\nbc"},
+        {"tabs, counted in cells", "日\tx\n\ty\x1b[K\tz", "日      x\n        y       z"},
+        {"a lone carriage return, which would overwrite", "safe\rrm", "saferm"},
+        {"marks that reorder", "a\u202eb", "ab"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(TerminalText::plainText(c.text), c.plain) << c.what;
+}
+
 TEST(TerminalText, cutsAndFillsByCells)
 {
     struct Case {

@@ -191,8 +191,11 @@ TEST(DaemonClient, subscriptionTellsWhatArrivesInOrder)
                                      link->send({.id = "c1", .action = SendNowAction{"c9"}});
                                  },
         .onSnapshot = [&](const MachineSnapshot& snapshot) { told.push_back(snapshot.machine); },
-        .onReply = [&](const CommandReply& reply) { told.push_back(reply.id); }});
-    EXPECT_EQ(told, (std::vector<std::string>{"studio", "open, takes commands", "c1", "studio"}));
+        .onReply = [&](const CommandReply& reply) { told.push_back(reply.id); },
+        .onEvent = [&](const JSON& event) { told.push_back(*stringOf(event["event"])); }});
+    EXPECT_EQ(told,
+        (std::vector<std::string>{"snapshot", "studio", "open, takes commands", "snapshot", "other", "command", "c1",
+            "command", "snapshot", "studio"}));
     EXPECT_EQ(daemon.channel->written,
         (std::vector<std::string>{R"({"id":1,"method":"subscribe","params":{}})",
             R"({"id":0,"method":"command","params":{"action":{"sendNow":{"message":"c9"}},"id":"c1"}})"}));

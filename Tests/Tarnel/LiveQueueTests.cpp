@@ -31,6 +31,12 @@ template <class Condition> LiveQueue::View await(LiveQueue& queue, Condition hol
 
 class LiveQueueOverASocket : public ::testing::Test {
 protected:
+    std::unique_ptr<LiveQueue> follow() const
+    {
+        return std::make_unique<LiveQueue>(
+            std::vector{Daemon::here(path)}, false, Backoff(std::chrono::milliseconds(20)));
+    }
+
     const TemporaryFolder folder;
     const std::string path = folder / "d.sock";
     std::shared_ptr<LineSocket> listener = LineSocket::listen(path);
@@ -38,50 +44,40 @@ protected:
 
 TEST_F(LiveQueueOverASocket, keepsTheNewestSnapshotAcrossALoss)
 {
-    LiveQueue queue(path, LiveQueue::OnLoss::reconnect);
+    const auto queue = follow();
     auto daemon = listener->accept();
     for (const std::string& line : {agreed, snapshotEvent("first"), snapshotEvent("second")})
         daemon->writeLine(line);
-    LiveQueue::View view =
-        await(queue, [](const LiveQueue::View& now) { return now.snapshot && now.snapshot->machine == "second"; });
-    EXPECT_TRUE(view.isConnected);
+    LiveQueue::View view = await(*queue, [](const LiveQueue::View& now) {
+        return now.hasSnapshot() && now.machines[0].snapshot->machine == "second";
+    });
+    EXPECT_TRUE(view.isConnected());
     daemon->close();
-    view = await(queue, [](const LiveQueue::View& now) { return !now.isConnected; });
-    ASSERT_TRUE(view.snapshot);
-    EXPECT_EQ(view.snapshot->machine, "second");
-    EXPECT_TRUE(view.failure);
-    EXPECT_FALSE(view.hasEnded);
+    view = await(*queue, [](const LiveQueue::View& now) { return !now.isConnected(); });
+    ASSERT_TRUE(view.hasSnapshot());
+    EXPECT_EQ(view.machines[0].snapshot->machine, "second");
+    EXPECT_TRUE(view.machines[0].failure);
+    EXPECT_FALSE(view.hasEnded());
     daemon = listener->accept();
     daemon->writeLine(agreed);
-    view = await(queue, [](const LiveQueue::View& now) { return now.isConnected; });
-    EXPECT_TRUE(view.isConnected);
-    EXPECT_FALSE(view.failure);
-}
-
-TEST_F(LiveQueueOverASocket, endsWithALossWhereThatIsWanted)
-{
-    LiveQueue queue(path, LiveQueue::OnLoss::end);
-    auto daemon = listener->accept();
-    daemon->writeLine(agreed);
-    daemon->close();
-    const LiveQueue::View view = await(queue, [](const LiveQueue::View& now) { return now.hasEnded; });
-    ASSERT_TRUE(view.failure);
-    EXPECT_THROW(std::rethrow_exception(view.failure), SocketError);
+    view = await(*queue, [](const LiveQueue::View& now) { return now.isConnected(); });
+    EXPECT_TRUE(view.isConnected());
+    EXPECT_FALSE(view.machines[0].failure);
 }
 
 TEST_F(LiveQueueOverASocket, canBeGivenUpWhileTheDaemonIsSilent)
 {
-    auto queue = std::make_unique<LiveQueue>(path, LiveQueue::OnLoss::reconnect);
+    auto queue = follow();
     const auto daemon = listener->accept();
     ASSERT_TRUE(daemon->readLine());
     queue = nullptr;
     EXPECT_FALSE(daemon->readLine());
 }
 
-TEST(LiveQueue, endsAtOnceWhereNoDaemonEverWas)
+TEST_F(LiveQueueOverASocket, endsAtOnceWhereNoDaemonEverWas)
 {
-    LiveQueue queue("/nowhere/d.sock", LiveQueue::OnLoss::reconnect);
-    EXPECT_TRUE(await(queue, [](const LiveQueue::View& now) { return now.hasEnded; }).hasEnded);
+    listener->close();
+    EXPECT_TRUE(await(*follow(), [](const LiveQueue::View& now) { return now.hasEnded(); }).hasEnded());
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "TarnelCore/Base/TerminalText.h"
+#include "tarnel/Duration.h"
 #include "tarnel/QueueTable.h"
 #include <gtest/gtest.h>
 
@@ -30,7 +31,7 @@ TEST(QueueRow, asksWithTheMostTellingLineThatTheItemHas)
     for (const Case& c : cases) {
         AttentionItem item;
         item.card = c.card;
-        EXPECT_EQ(QueueRow::of(item).asked, c.asked) << c.what;
+        EXPECT_EQ(QueueTable::rows({item})[0].asked, c.asked) << c.what;
     }
 }
 
@@ -45,10 +46,10 @@ std::vector<QueueRow> sampleRows()
 TEST(QueueTable, alignsItsColumns)
 {
     const std::vector<std::string> expected{
-        "KIND             SPACE       TITLE               ASKED                          WAITING",
-        "● Permission     payments    Fix the retry loop  Bash: npm test -- src/billing      3 m",
-        "● Plan ready     web 日本語  Add caching         Cache the index                    1 h",
-        "● Turn finished  docs        Family 👨‍👩‍👧 tree",
+        "KIND             PANE  SPACE       TITLE               ASKED                          WAITING",
+        "● Permission     p1    payments    Fix the retry loop  Bash: npm test -- src/billing      3 m",
+        "● Plan ready     p2    web 日本語  Add caching         Cache the index                    1 h",
+        "● Turn finished  p3    docs        Family 👨‍👩‍👧 tree",
     };
     EXPECT_EQ(QueueTable::lines(sampleRows(), now, {.width = 100}), expected);
 }
@@ -69,12 +70,31 @@ TEST(QueueTable, fitsEveryWidthAndPaintsWithoutChangingTheText)
     EXPECT_NE(QueueTable::lines(sampleRows(), now, {.width = 20})[1].find("Bash: npm"), std::string::npos);
 }
 
-TEST(QueueTable, durationsAreBrief)
+TEST(QueueTable, namesTheMachineWhereThereAreSeveral)
+{
+    AttentionItem item{
+        .fingerprint = {.machine = "studio", .paneID = "p1"}, .card = {.machine = "studio", .paneID = "p1"}};
+    EXPECT_EQ(QueueTable::rows({item})[0].pane, "p1");
+    EXPECT_EQ(QueueTable::rows({item}, true)[0].pane, "studio/p1");
+}
+
+TEST(Duration, isBriefForPeople)
 {
     const std::pair<Timestamp::duration, const char*> cases[] = {{-5s, "0 s"}, {0s, "0 s"}, {59'900ms, "59 s"},
         {60s, "1 m"}, {59min + 59s, "59 m"}, {1h, "1 h"}, {24h, "1 d"}, {400 * 24h, "400 d"}};
     for (const auto& [duration, text] : cases)
-        EXPECT_EQ(QueueTable::briefDuration(duration), text);
+        EXPECT_EQ(Duration::brief(duration), text);
+}
+
+TEST(Duration, readsWhatPeopleWrite)
+{
+    using Seconds = std::chrono::duration<double>;
+    const std::pair<const char*, std::optional<Seconds>> cases[] = {{"30", 30s}, {"30s", 30s}, {"500ms", 500ms},
+        {"1.5m", 90s}, {"2h", 2h}, {"1d", 24h}, {"0", std::nullopt}, {"-5s", std::nullopt}, {"", std::nullopt},
+        {"s", std::nullopt}, {"5 s", std::nullopt}, {"5x", std::nullopt}, {"1e9d", std::nullopt}, {"nan", std::nullopt},
+        {"1001d", std::nullopt}};
+    for (const auto& [text, duration] : cases)
+        EXPECT_EQ(Duration::parse(text), duration) << text;
 }
 
 } // namespace

@@ -198,12 +198,15 @@ public:
             check(::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO), options);
         else
             check(::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0), options);
+        if (options.errors)
+            check(::posix_spawn_file_actions_adddup2(&actions, *options.errors, STDERR_FILENO), options);
         if (options.workingDirectory)
             check(::posix_spawn_file_actions_addchdir_np(&actions, options.workingDirectory->c_str()), options);
 #if defined(__APPLE__)
         if (output < 0)
             check(::posix_spawn_file_actions_addinherit_np(&actions, STDOUT_FILENO), options);
-        check(::posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO), options);
+        if (!options.errors)
+            check(::posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO), options);
 #elif defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
         // Ours are all closed by themselves; this is for those that we were started with.
         check(::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1), options);

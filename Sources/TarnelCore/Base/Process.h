@@ -12,7 +12,8 @@
 namespace tarnel {
 
 /// A child process in a process group of its own. It starts with default signal dispositions, no blocked signals, an
-/// empty standard input unless it is given one, the standard error of this process, and no other descriptor of it.
+/// empty standard input unless it is given one, this process's standard error unless it is given another, and no other
+/// descriptor of this process.
 /// Thread-safety: every operation may be called from any thread.
 /// Lifetime: the child outlives its Process unless it is terminated; either way it is reaped as soon as it ends.
 class Process {
@@ -24,6 +25,7 @@ public:
         std::optional<std::string> workingDirectory = {}; ///< This process's own when absent.
         bool pipesInput = false; ///< Standard input comes from `input` instead of being empty.
         bool pipesOutput = false; ///< Standard output goes to `output` instead of this process's own.
+        std::optional<int> errors = {}; ///< Standard error goes to this descriptor, which stays the caller's.
     };
 
     /// Throws std::system_error, whose text names the executable, when it cannot be started.

@@ -134,6 +134,32 @@ std::string plainLine(std::string_view text)
     return line;
 }
 
+std::string plainText(std::string_view text)
+{
+    constexpr std::size_t tabStop = 8;
+    std::string plain;
+    std::size_t lineStart = 0;
+    while (!text.empty()) {
+        const Text::Scalar scalar = Text::firstScalar(text);
+        const bool isLineBreak = scalar.value == '\n' || text.starts_with("\r\n");
+        if (isLineBreak) {
+            text.remove_prefix(scalar.value == '\r' ? 2 : 1);
+            plain += '\n';
+            lineStart = plain.size();
+        } else if (scalar.value == '\t') {
+            text.remove_prefix(1);
+            plain.append(tabStop - width(std::string_view(plain).substr(lineStart)) % tabStop, ' ');
+        } else if (isControl(scalar.value)) {
+            text.remove_prefix(controlLength(text));
+        } else {
+            text.remove_prefix(scalar.length);
+            if (!isBidirectionalMark(scalar.value))
+                Text::append(plain, scalar.value);
+        }
+    }
+    return plain;
+}
+
 std::size_t width(std::string_view line)
 {
     std::size_t cells = 0;

@@ -12,6 +12,11 @@ namespace tarnel::TerminalText {
 /// Bytes that are not UTF-8 become U+FFFD.
 std::string plainLine(std::string_view text);
 
+/// `text` with its lines and its spacing as they are, but as safe as a plain line: escape sequences, other control
+/// characters and the marks that reorder bidirectional text are gone, tabs are filled up to the next eighth cell.
+/// Any line break becomes a line feed.
+std::string plainText(std::string_view text);
+
 /// The cells of one line of plain words. Wide characters take two, combining marks none.
 std::size_t width(std::string_view line);
 

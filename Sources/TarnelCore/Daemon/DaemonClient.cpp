@@ -104,7 +104,11 @@ void DaemonClient::subscribe(const Subscriber& subscriber)
             link->acceptsCommands = result && booleanOf((*result)["commands"]) == true;
             if (subscriber.onOpen)
                 subscriber.onOpen(link);
-        } else if (stringOf((*line)["event"]) == "snapshot") {
+            continue;
+        }
+        if (subscriber.onEvent && (*line)["event"])
+            subscriber.onEvent(*line);
+        if (stringOf((*line)["event"]) == "snapshot") {
             tell(subscriber.onSnapshot, (*line)["snapshot"]);
         } else if (stringOf((*line)["event"]) == "command") {
             tell(subscriber.onReply, (*line)["reply"]);

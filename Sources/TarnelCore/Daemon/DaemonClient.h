@@ -46,6 +46,7 @@ public:
         std::function<void(const std::shared_ptr<DaemonLink>&)> onOpen = {}; ///< Once the daemon has agreed.
         std::function<void(const MachineSnapshot&)> onSnapshot = {};
         std::function<void(const CommandReply&)> onReply = {}; ///< How a command sent over the link fares.
+        std::function<void(const JSON&)> onEvent = {}; ///< Each event as it came, before it is told in its own form.
     };
 
     /// Subscribes and blocks until the daemon ends the connection, someone closes the link, or no line has come for a

@@ -19,7 +19,8 @@ public:
     const Kind kind;
     const int error; ///< The system's error number; 0 where there is none.
 
-private:
+protected:
+    /// For the failures of other transports of lines.
     SocketError(Kind kind, int error, const std::string& text)
         : std::runtime_error(text)
         , kind(kind)
