@@ -72,27 +72,14 @@ Lines pendingText(const AttentionItem& item, const Style& style)
     return lines;
 }
 
-/// What the question says of its option; empty where it says nothing.
-std::string detailOf(const AttentionItem& item, const std::string& choice)
-{
-    const auto* asked = item.card.pending ? std::get_if<PendingQuestion>(&*item.card.pending) : nullptr;
-    if (!asked || asked->questions.empty())
-        return {};
-    for (const QuestionOption& option : asked->questions.front().options) {
-        if (option.label == choice)
-            return option.detail.value_or("");
-    }
-    return {};
-}
-
 Lines choicesText(const AttentionItem& item, const std::vector<std::string>& choices, const Style& style)
 {
     Lines lines;
     for (std::size_t i = 0; i < choices.size(); ++i) {
-        const std::string detail = detailOf(item, choices[i]);
+        const std::string detail = CardText::detailOf(item, choices[i]);
         append(lines,
             labelled("  " + std::to_string(i + 1) + ". ",
-                plain(choices[i]) + (detail.empty() ? "" : ": " + plain(detail)), style.width));
+                plain(choices[i]) + (detail.empty() ? "" : ": " + detail), style.width));
     }
     return lines;
 }
@@ -107,6 +94,18 @@ std::string howToAnswer(const AttentionItem& item, const std::vector<std::string
 Lines CardText::choices(const AttentionItem& item, const std::vector<std::string>& quickReplies)
 {
     return item.kind == AttentionKind::finished ? item.followUps(quickReplies) : item.choices;
+}
+
+std::string CardText::detailOf(const AttentionItem& item, const std::string& choice)
+{
+    const auto* asked = item.card.pending ? std::get_if<PendingQuestion>(&*item.card.pending) : nullptr;
+    if (!asked || asked->questions.empty())
+        return {};
+    for (const QuestionOption& option : asked->questions.front().options) {
+        if (option.label == choice)
+            return plain(option.detail.value_or(""));
+    }
+    return {};
 }
 
 std::string CardText::statusText(const StatusLine& status)

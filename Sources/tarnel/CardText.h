@@ -25,6 +25,9 @@ std::vector<std::string> question(const AttentionItem& item, const Style& style)
 /// The answers that can be given by number, in their order.
 std::vector<std::string> choices(const AttentionItem& item, const std::vector<std::string>& quickReplies);
 
+/// What the first question says of its option `choice`; empty where it says nothing.
+std::string detailOf(const AttentionItem& item, const std::string& choice);
+
 /// "opus 4.5 · ctx 37% · 5h 42% · plan"; empty when nothing is known.
 std::string statusText(const StatusLine& status);
 

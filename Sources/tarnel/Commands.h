@@ -13,6 +13,8 @@ void addScreenCommand(CLI::App& app, CommandLine& line);
 void addSearchCommand(CLI::App& app, CommandLine& line);
 void addAnswerCommand(CLI::App& app, CommandLine& line);
 void addPromptCommand(CLI::App& app, CommandLine& line);
+void addAttachCommand(CLI::App& app, CommandLine& line);
+void addTopCommand(CLI::App& app, CommandLine& line);
 void addCallCommand(CLI::App& app, CommandLine& line);
 void addEventsCommand(CLI::App& app, CommandLine& line);
 void addConfigCommand(CLI::App& app, CommandLine& line);

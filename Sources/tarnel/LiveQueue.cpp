@@ -49,14 +49,18 @@ LiveQueue::View LiveQueue::take()
 {
     MutexLock lock(mutex);
     news.lower();
-    return view;
+    View taken = view;
+    for (Machine& machine : view.machines)
+        machine.replies.clear();
+    return taken;
 }
 
 FollowLink::Listener LiveQueue::listenerFor(std::size_t index)
 {
     DaemonClient::Subscriber subscriber;
-    subscriber.onOpen = [this, index](const std::shared_ptr<DaemonLink>&) {
+    subscriber.onOpen = [this, index](const std::shared_ptr<DaemonLink>& link) {
         update([&](View& now) {
+            now.machines[index].link = link;
             now.machines[index].isConnected = now.machines[index].wasConnected = true;
             now.machines[index].failure = nullptr;
         });
@@ -65,8 +69,12 @@ FollowLink::Listener LiveQueue::listenerFor(std::size_t index)
         auto newest = std::make_shared<const MachineSnapshot>(snapshot);
         update([&](View& now) { now.machines[index].snapshot = std::move(newest); });
     };
+    subscriber.onReply = [this, index](const CommandReply& reply) {
+        update([&](View& now) { now.machines[index].replies.push_back(reply); });
+    };
     const auto onLost = [this, index](std::exception_ptr failure) {
         update([&](View& now) {
+            now.machines[index].link = nullptr;
             now.machines[index].isConnected = false;
             now.machines[index].failure = std::move(failure);
         });

@@ -2,6 +2,8 @@
 #pragma once
 #include "TarnelCore/Attention/Attention.h"
 #include "TarnelCore/Base/Mutex.h"
+#include "TarnelCore/Commands/Command.h"
+#include "TarnelCore/Daemon/DaemonLink.h"
 #include "tarnel/DaemonAccess.h"
 #include "tarnel/FollowLink.h"
 #include "tarnel/Wakeup.h"
@@ -20,6 +22,8 @@ public:
     struct Machine {
         std::string label; ///< Of the daemon, in messages.
         std::shared_ptr<const MachineSnapshot> snapshot = nullptr; ///< The newest; null before the first.
+        std::shared_ptr<DaemonLink> link = nullptr; ///< To send commands over; null while it is not connected.
+        std::vector<CommandReply> replies = {}; ///< New since the last view was taken, none older than `snapshot`.
         bool isConnected = false;
         bool wasConnected = false; ///< Now or ever.
         std::exception_ptr failure = nullptr; ///< Why it is not connected; null while it is, or has not yet failed.

@@ -31,12 +31,6 @@ std::optional<MachineSnapshot> snapshotIn(const JSON& result)
     }
 }
 
-CommandError noSuchPane(const std::string& text, const std::string& agents)
-{
-    return {ExitStatus::failure,
-        "there is no pane " + text + (agents.empty() ? " and no agent at all" : "; there are " + agents)};
-}
-
 PanePlace findAmong(const std::vector<Daemon>& daemons, const std::string& text, DaemonClient::Seconds timeout)
 {
     const auto [machine, pane] = splitMachine(text);
@@ -90,6 +84,12 @@ JSON PanePlace::call(std::string_view method, JSON::Object params, DaemonClient:
             throw;
         throw noSuchPane(pane, agentsIn(*snapshot));
     }
+}
+
+CommandError noSuchPane(const std::string& text, const std::string& agents)
+{
+    return {ExitStatus::failure,
+        "there is no pane " + text + (agents.empty() ? " and no agent at all" : "; there are " + agents)};
 }
 
 bool hasPane(const MachineSnapshot& snapshot, std::string_view pane)

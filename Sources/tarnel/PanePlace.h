@@ -26,6 +26,9 @@ struct PanePlace {
     [[nodiscard]] JSON call(std::string_view method, JSON::Object params, DaemonClient::Seconds timeout) const;
 };
 
+/// What to throw for a pane that there is not, where there are `agents` in words.
+CommandError noSuchPane(const std::string& text, const std::string& agents);
+
 /// Whether the snapshot has this pane.
 bool hasPane(const MachineSnapshot& snapshot, std::string_view pane);
 

@@ -13,7 +13,7 @@ namespace tarnel {
 namespace {
 
 constexpr std::array commands{&addQueueCommand, &addWatchCommand, &addNextCommand, &addShowCommand, &addScreenCommand,
-    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addCallCommand, &addEventsCommand,
+    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addAttachCommand, &addTopCommand, &addCallCommand, &addEventsCommand,
     &addConfigCommand, &addDoctorCommand, &addCompletionCommand};
 
 void addSharedOptions(CLI::App& app, CommandLine& line)

@@ -58,14 +58,21 @@ DemoWorld::DemoWorld()
         std::filesystem::create_symlink(DEMO_AGENT_PROGRAM, folder / (std::string("bin/") + agent));
     if (tmux({"new-session", "-d", "-s", "demo", "-x", "100", "-y", "30", "sh"}).status != 0)
         throw std::runtime_error("tmux does not start");
-    // Each keeps its own log, so that the tests' output stays readable.
-    const auto start = [&](const std::string& line, const char* log) {
-        return std::make_unique<Process>(command("/bin/sh", {"-c", "exec " + line + " >" + (folder / log) + " 2>&1"}));
-    };
-    multiplexer = start(MUXLE_TMUX_PROGRAM " serve --tmux-socket " + (folder / "tmux.sock"), "muxle-tmux.log");
+    multiplexer = startLogging(MUXLE_TMUX_PROGRAM " serve --tmux-socket " + (folder / "tmux.sock"), "muxle-tmux.log");
     if (!eventually([&] { return std::filesystem::exists(folder / "muxle.sock"); }, patience))
         throw std::runtime_error("muxle-tmux does not listen");
-    server = start(TARNELD_PROGRAM, "tarneld.log");
+    startDaemon();
+}
+
+/// Starts a program with a log of its own, so that the tests' output stays readable.
+std::unique_ptr<Process> DemoWorld::startLogging(const std::string& line, const std::string& log) const
+{
+    return std::make_unique<Process>(command("/bin/sh", {"-c", "exec " + line + " >>" + (folder / log) + " 2>&1"}));
+}
+
+void DemoWorld::startDaemon()
+{
+    server = startLogging(TARNELD_PROGRAM, "tarneld.log");
     const auto answers = [&] {
         try {
             daemon.snapshot();
@@ -147,7 +154,7 @@ Process::Options DemoWorld::command(const std::string& executable, const std::ve
 class SnapshotWatch::Implementation {
 public:
     explicit Implementation(const std::string& socketPath)
-        : queue(socketPath, LiveQueue::OnLoss::end)
+        : queue({Daemon::here(socketPath)}, false, Backoff(std::chrono::milliseconds(100)))
     {
     }
     LiveQueue queue;
@@ -164,10 +171,11 @@ std::shared_ptr<const MachineSnapshot> SnapshotWatch::await(const std::function<
     const auto deadline = std::chrono::steady_clock::now() + patience;
     for (;;) {
         const LiveQueue::View view = implementation->queue.take();
-        if (view.snapshot && holds(*view.snapshot))
-            return view.snapshot;
+        const auto& snapshot = view.machines.front().snapshot;
+        if (snapshot && holds(*snapshot))
+            return snapshot;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || view.hasEnded)
+        if (left.count() <= 0 || view.hasEnded())
             return nullptr;
         pollfd news{implementation->queue.descriptor(), POLLIN, 0};
         ::poll(&news, 1, static_cast<int>(left.count()));

@@ -38,6 +38,9 @@ public:
     /// Ends tarneld at once.
     void endDaemon();
 
+    /// Starts tarneld, of which none may run; returns once it answers.
+    void startDaemon();
+
     /// Types keys, named as tmux names them.
     void type(const std::string& pane, const std::vector<std::string>& keys);
 
@@ -51,6 +54,9 @@ public:
     /// Runs a shell command in the world's environment to its end.
     Run run(const std::string& command);
 
+    /// Runs tmux on the world's server.
+    Run tmux(std::vector<std::string> arguments);
+
     /// How to start a program in the world's environment, its output piped.
     [[nodiscard]] Process::Options command(
         const std::string& executable, const std::vector<std::string>& arguments) const;
@@ -59,7 +65,7 @@ public:
     DaemonClient daemon;
 
 private:
-    Run tmux(std::vector<std::string> arguments);
+    [[nodiscard]] std::unique_ptr<Process> startLogging(const std::string& line, const std::string& log) const;
     std::string startWindow(const std::vector<std::string>& arguments);
 
     Environment environment;

@@ -170,7 +170,7 @@ TEST(CardText, showsWhatIsAskedAndHowToAnswer)
         (Lines{"Which?", "  1. Redis: Fast", "  2. None", "Answer with: tarnel answer 'studio/p3#41/question/ab' 1"}));
     const StatusLine status{.model = "opus", .contextUsed = 50, .contextWindow = 100};
     EXPECT_EQ(CardText::lines(item.card, &item, {.statusLine = status}, {}),
-        (Lines{"● Question  t  studio/p3", "Other · shop · /srv", "opus · ctx 50%", "", "It asks", "Which?",
+        (Lines{"● Question  t  studio/p3", "Agent · shop · /srv", "opus · ctx 50%", "", "It asks", "Which?",
             "  1. Redis: Fast", "  2. None", "  tarnel answer 'studio/p3#41/question/ab' 1", "", "Links",
             "PR 7  https://x/7"}));
 }

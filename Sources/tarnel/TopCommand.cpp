@@ -1,0 +1,175 @@
+#include "TarnelCore/Base/Clock.h"
+#include "TarnelCore/Base/UUID.h"
+#include "TarnelCore/Config/TarnelConfig.h"
+#include "tarnel/CommandSender.h"
+#include "tarnel/CursesScreen.h"
+#include "tarnel/Commands.h"
+#include "tarnel/LiveQueue.h"
+#include "tarnel/SignalWatch.h"
+#include "tarnel/Terminal.h"
+#include "tarnel/TopScreen.h"
+#include "tarnel/TopState.h"
+#include "tarnel/WholeQueue.h"
+#include <array>
+#include <optional>
+#include <poll.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tarnel {
+
+namespace {
+
+constexpr int redrawMilliseconds = 1000; // durations grow while nothing else happens
+
+TopSettings settings()
+{
+    const TarnelConfig config(TarnelConfig::defaultPath());
+    return {.commandPrefix = randomUUID() + "-",
+        .quickReplies = config.list("quick_replies.finished"),
+        .advancesAfterAnswer = config.boolean("attention.auto_advance")};
+}
+
+/// The view and what it stands between: the daemon, the keyboard and the screen.
+class TopView {
+public:
+    TopView(const std::vector<Daemon>& asked, const Environment& surroundings, bool wantsColor)
+        : daemons(asked)
+        , environment(surroundings)
+        , hasColor(wantsColor)
+        , queue(daemons, wantsOldestFirst(), configuredBackoff())
+        , senders(daemons.size())
+    {
+        state.settings = settings();
+        state.size = ScreenSize::ofStandardOutput(environment);
+    }
+
+    /// Returns when the user, or a signal, ends it. Throws what keeps the daemon from being reached at first.
+    void run()
+    {
+        while (!hasEnded) {
+            std::array<pollfd, 3> watched{
+                {{queue.descriptor(), POLLIN, 0}, {signals.descriptor(), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+            ::poll(watched.data(), watched.size(), redrawMilliseconds);
+            takeSignals();
+            // Keys come first: they were pressed at what is still shown, not at what has just arrived.
+            takeKeys();
+            hasEnded = hasEnded || (watched[2].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+            takeNews();
+            draw();
+        }
+    }
+
+private:
+    void takeSignals()
+    {
+        while (const auto signal = signals.take()) {
+            if (*signal == SIGTSTP && screen)
+                screen->suspend();
+            if (*signal == SIGTSTP || *signal == SIGCONT || *signal == SIGWINCH)
+                apply(ScreenSize::ofStandardOutput(environment)); // the terminal may be another one by now
+            else
+                hasEnded = true;
+        }
+    }
+
+    void takeKeys()
+    {
+        if (!screen)
+            return;
+        for (const TopKey& key : screen->keys())
+            apply(key);
+    }
+
+    void takeNews()
+    {
+        const LiveQueue::View view = queue.take();
+        if (view.hasEnded())
+            throw inWords(daemons.front(), view.machines.front().failure);
+        if (!screen && view.isConnected()) // not before: a first failure is told in the open
+            screen.emplace(hasColor);
+        TopNews news;
+        for (std::size_t i = 0; i < view.machines.size(); ++i) {
+            const LiveQueue::Machine& machine = view.machines[i];
+            for (const CommandReply& reply : machine.replies)
+                senders[i].settle(reply);
+            senders[i].follow(machine.link);
+            news.machines.push_back({machine.label, machine.snapshot, machine.isConnected});
+            news.replies.insert(news.replies.end(), machine.replies.begin(), machine.replies.end());
+        }
+        if (!screen)
+            return;
+        if (view.machines.size() == 1 && view.hasSnapshot()) {
+            const auto& only = view.machines.front().snapshot;
+            news.queue = {only, &only->queue}; // shared with the snapshot
+        } else if (view.hasSnapshot()) {
+            news.queue = std::make_shared<const std::vector<AttentionItem>>(view.queue());
+        }
+        apply(news);
+    }
+
+    void apply(const TopEvent& event)
+    {
+        TopStep next = step(std::move(state), event);
+        state = std::move(next.state);
+        hasEnded = hasEnded || next.quits;
+        for (const TopOrder& order : next.orders)
+            senderFor(order.machine).send(order.command);
+        if (next.repaints && screen) {
+            screen->repaint(state.size);
+            shown.reset();
+        }
+    }
+
+    /// To the daemon of the machine, which has told of itself: the order is about what it has shown.
+    CommandSender& senderFor(const std::string& machine)
+    {
+        std::size_t index = 0;
+        while (state.machines[index].snapshot == nullptr || state.machines[index].snapshot->machine != machine)
+            ++index;
+        return senders[index];
+    }
+
+    void draw()
+    {
+        if (!screen || hasEnded)
+            return;
+        TopScreen wanted = TopScreen::of(state, Clock::system().now());
+        if (shown == wanted)
+            return;
+        screen->draw(wanted);
+        shown = std::move(wanted);
+    }
+
+    const std::vector<Daemon> daemons;
+    const Environment& environment;
+    const bool hasColor;
+    TopState state;
+    bool hasEnded = false;
+    SignalWatch signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT, SIGWINCH};
+    LiveQueue queue;
+    std::vector<CommandSender> senders; // one for each daemon
+    std::optional<CursesScreen> screen;
+    std::optional<TopScreen> shown;
+};
+
+} // namespace
+
+void addTopCommand(CLI::App& app, CommandLine& line)
+{
+    CLI::App* command = app.add_subcommand("top",
+        "Show the queue and the card of each agent over the whole screen, to answer and prompt from there; ? shows the "
+        "keys");
+    command->callback([&line] {
+        line.run = [&line] {
+            const Environment environment = processEnvironment();
+            const OutputTraits output = OutputTraits::ofStandardOutput(environment);
+            if (!output.isTerminal || ::isatty(STDIN_FILENO) != 1)
+                throw CommandError(ExitStatus::failure, "top needs a terminal; see: tarnel queue, tarnel watch");
+            TopView(daemonsOf(line), environment, output.hasColor).run();
+            return ExitStatus::success;
+        };
+    });
+}
+
+} // namespace tarnel
