@@ -105,7 +105,7 @@ ExitStatus report(const Target& target, const AnswerOutcome& outcome, const Comm
     const ExitStatus status = AnswerText::statusOf(outcome);
     std::optional<AttentionItem> instead;
     if (status == ExitStatus::stale)
-        instead = currentItem(target.place, line.patience());
+        instead = itemAfterRefresh(target.place, line.patience());
     if (line.asJSON) {
         JSON json = JSON::object({{"item", target.fingerprint.description()}, {"outcome", jsonValue(outcome)}});
         if (instead)

@@ -199,10 +199,13 @@ private:
 
 void addAttachCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand(
-        "attach", "Show a pane's live terminal and type into it; ctrl+] leaves it. The pane goes on by itself");
+    CLI::App* command = app.add_subcommand("attach", "Show a pane's live terminal and type into it");
     const auto pane = std::make_shared<std::string>();
     command->add_option("pane", *pane, std::string(paneHelp))->required()->type_name("PANE");
+    command->footer("Examples:\n"
+                    "  tarnel attach p3\n"
+                    "  tarnel attach p3 --host studio\n"
+                    "Ctrl+] leaves the pane, which goes on by itself.");
     command->callback([&line, pane] {
         line.run = [&line, pane] {
             const Environment environment = processEnvironment();

@@ -78,8 +78,8 @@ Lines choicesText(const AttentionItem& item, const std::vector<std::string>& cho
     for (std::size_t i = 0; i < choices.size(); ++i) {
         const std::string detail = CardText::detailOf(item, choices[i]);
         append(lines,
-            labelled("  " + std::to_string(i + 1) + ". ",
-                plain(choices[i]) + (detail.empty() ? "" : ": " + detail), style.width));
+            labelled("  " + std::to_string(i + 1) + ". ", plain(choices[i]) + (detail.empty() ? "" : ": " + detail),
+                style.width));
     }
     return lines;
 }

@@ -45,4 +45,12 @@ struct CommandLine {
     [[nodiscard]] DaemonClient::Seconds patience() const { return timeout.value_or(DaemonClient::Seconds(15)); }
 };
 
+/// Lets the positional `option`, the last one, take all words that follow, as they stand. Where the parser is told that
+/// an option may take more arguments, it makes two of a word like "[a,b]"; so it is told that many are needed, and to
+/// be content with fewer.
+inline CLI::Option* asWords(CLI::Option* option)
+{
+    return option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->expected(1 << 28, -1)->allow_extra_args(false);
+}
+
 } // namespace tarnel

@@ -199,7 +199,7 @@ void addConfigCommand(CLI::App& app, CommandLine& line)
     part->footer("Example:\n  tarnel config get quick_replies.finished");
     part = addPart(*command, line, options, "set", "Change one value in the file", set);
     part->add_option("key", options->key, "The setting")->type_name("KEY")->required();
-    part->add_option("value", options->words, "The value; of a list, each element")->type_name("VALUE");
+    asWords(part->add_option("value", options->words, "The value; of a list, each element")->type_name("VALUE"));
     part->add_flag("--default", options->toDefault, "Back to the default");
     part->footer("Examples:\n"
                  "  tarnel config set machines.hub studio-mini\n"

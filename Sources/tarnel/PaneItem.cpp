@@ -16,4 +16,17 @@ PaneItem PaneItem::ask(const PanePlace& place, DaemonClient::Seconds timeout)
     return made;
 }
 
+std::optional<AttentionItem> itemAfterRefresh(const PanePlace& place, DaemonClient::Seconds timeout)
+{
+    try {
+        for (AttentionItem& item : decode<std::vector<AttentionItem>>(place.daemon.call("queue", {}, timeout))) {
+            if (item.fingerprint.paneID == place.pane)
+                return std::move(item);
+        }
+    } catch (const CommandError&) { // there is nothing to show then
+    } catch (const DecodingError&) {
+    }
+    return std::nullopt;
+}
+
 } // namespace tarnel

@@ -15,4 +15,8 @@ struct PaneItem {
     static PaneItem ask(const PanePlace& place, DaemonClient::Seconds timeout);
 };
 
+/// The pane's item after the daemon has looked anew; nothing when it needs no one or the daemon cannot tell. `ask` is
+/// quicker and may be some seconds behind.
+std::optional<AttentionItem> itemAfterRefresh(const PanePlace& place, DaemonClient::Seconds timeout);
+
 } // namespace tarnel

@@ -76,6 +76,8 @@ void declare(CLI::App& app, CommandLine& line)
     addSharedOptions(app, line);
     for (const auto add : commands)
         add(app, line);
+    for (CLI::App* command : app.get_subcommands({}))
+        command->footer(command->get_footer() + "\nOptions of every command: tarnel --help");
 }
 
 int runProgram(int count, char** words)

@@ -157,8 +157,9 @@ void addPromptCommand(CLI::App& app, CommandLine& line)
         "unless --timeout sets one. Ctrl+c leaves it held.");
     const auto options = std::make_shared<Options>();
     command->add_option("pane", options->pane, std::string(paneHelp))->type_name("PANE")->required();
-    command->add_option("text", options->words, "What to say; several words are one text, - reads standard input")
-        ->type_name("TEXT");
+    asWords(
+        command->add_option("text", options->words, "What to say; several words are one text, - reads standard input")
+            ->type_name("TEXT"));
     command->add_flag("--now", options->now, "Into the running turn, without waiting for its end");
     command->add_option("--image", options->images, "A picture to go with it; may be given several times")
         ->type_name("FILE")

@@ -54,9 +54,9 @@ void addSearchCommand(CLI::App& app, CommandLine& line)
                     "  tarnel search flaky test\n"
                     "  tarnel search TICKET-42 --json | jq -r '.[].pane'");
     const auto words = std::make_shared<std::vector<std::string>>();
-    command->add_option("text", *words, "What to search for; several words are one text")
-        ->type_name("TEXT")
-        ->required();
+    asWords(command->add_option("text", *words, "What to search for; several words are one text")
+                ->type_name("TEXT")
+                ->required());
     command->callback([&line, words] { line.run = [&line, words] { return search(line, *words); }; });
 }
 

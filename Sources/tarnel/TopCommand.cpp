@@ -2,8 +2,8 @@
 #include "TarnelCore/Base/UUID.h"
 #include "TarnelCore/Config/TarnelConfig.h"
 #include "tarnel/CommandSender.h"
-#include "tarnel/CursesScreen.h"
 #include "tarnel/Commands.h"
+#include "tarnel/CursesScreen.h"
 #include "tarnel/LiveQueue.h"
 #include "tarnel/SignalWatch.h"
 #include "tarnel/Terminal.h"
@@ -157,9 +157,12 @@ private:
 
 void addTopCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("top",
-        "Show the queue and the card of each agent over the whole screen, to answer and prompt from there; ? shows the "
-        "keys");
+    CLI::App* command =
+        app.add_subcommand("top", "Show the queue and each agent's card over the whole screen, to answer from there");
+    command->footer("Examples:\n"
+                    "  tarnel top\n"
+                    "  tarnel top --host local --host studio\n"
+                    "Press ? to see the keys.");
     command->callback([&line] {
         line.run = [&line] {
             const Environment environment = processEnvironment();

@@ -109,13 +109,17 @@ ExitStatus watch(const CommandLine& line)
 
 void addWatchCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("watch",
-        "Show the agents that wait for you and follow every change; ends with q or ctrl+c. Where the output is no "
-        "terminal, prints a line for each item that is new or has changed");
-    command->footer("Examples:\n"
-                    "  tarnel watch\n"
-                    "  tarnel watch --json | while read -r line; do ...; done");
-    command->callback([&line] { line.run = [&line] { return watch(line); }; });
+    CLI::App* command = app.add_subcommand("watch", "Show the agents that wait for you and follow every change");
+    command->footer(
+        "Examples:\n"
+        "  tarnel watch\n"
+        "  tarnel watch --json | while read -r line; do ...; done\n"
+        "Ends with q or ctrl+c. Where the output is no terminal, prints a line for each item that is new or\n"
+        "has changed.");
+    do
+        ...;
+    done ");
+        command->callback([&line] { line.run = [&line] { return watch(line); }; });
 }
 
 } // namespace tarnel

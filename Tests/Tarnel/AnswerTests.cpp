@@ -25,8 +25,8 @@ protected:
     }
     std::string currentID()
     {
-        const JSON card = JSON::parse(run({"call", "card", R"({"pane":"p1"})"}).output);
-        return decode<AttentionItem>(card).id();
+        const JSON queue = JSON::parse(run({"queue", "--json"}).output);
+        return decode<AttentionItem>(queue.array() ? queue.array()->at(0) : queue).id();
     }
     std::vector<std::string> pressed()
     {

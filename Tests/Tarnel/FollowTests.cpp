@@ -58,14 +58,16 @@ TEST_F(TarnelProgramTest, ctrlCLeavesAHeldPromptHeld)
 
 TEST_F(TarnelProgramTest, promptsComeFromPipesAndFilesAndMayBeGivenUp)
 {
-    Result result = run({"prompt", "p1", "-"}, "from\na pipe\n");
+    Result result = run({"prompt", "p1", "[fix, this]"});
+    EXPECT_EQ(*muxle.requests("agent.prompt").at(0).params.find("text"), JSON("[fix, this]"));
+    result = run({"prompt", "p1", "-"}, "from\na pipe\n");
     EXPECT_EQ(result.status, 0) << result.errors;
-    EXPECT_EQ(*muxle.requests("agent.prompt").at(0).params.find("text"), JSON("from\na pipe"));
+    EXPECT_EQ(*muxle.requests("agent.prompt").at(1).params.find("text"), JSON("from\na pipe"));
 
     const std::string picture = folder.write("a b.png", "\x89PNG\r\n\x1a\nrest");
     result = run({"prompt", "p1", "like this", "--image", picture});
     EXPECT_EQ(result.status, 0) << result.errors;
-    EXPECT_THAT(*muxle.requests("agent.prompt").at(1).params.find("text")->string(),
+    EXPECT_THAT(*muxle.requests("agent.prompt").at(2).params.find("text")->string(),
         testing::MatchesRegex("like this\n/.*png"));
     EXPECT_EQ(run({"prompt", "p1", "x", "--image", folder.write("text.png", "no picture")}).status, 2);
 
@@ -99,7 +101,7 @@ TEST_F(TarnelProgramTest, eventsAndWatchOutliveTheDaemonAndSayNothingTwice)
     serve();
     askPermission("p2", "two");
     muxle.pushEvent("pane.agent_status_changed");
-    events.awaitOutput(R"("paneID":"p2","status":"blocked")");
+    events.awaitOutput(R"("paneID":"p2","stateChangeSeq":2})");
     watch.awaitOutput("p2");
     watchJSON.awaitOutput(R"("paneID":"p2")");
     for (RunningTarnel* program : {&events, &watch, &watchJSON}) {

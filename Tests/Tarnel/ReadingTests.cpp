@@ -1,4 +1,5 @@
 #include "Tarnel/TarnelProgram.h"
+#include "tarnel/CommandLine.h"
 #include <gmock/gmock.h>
 
 namespace tarnel {
@@ -73,7 +74,6 @@ TEST_F(TarnelProgramTest, screensAreHarmless)
 
 TEST_F(TarnelProgramTest, endsWithTheStatusThatSaysWhy)
 {
-    muxle.misbehave(ScriptedMuxle::Fault::hang, "pane.read");
     struct Case {
         std::vector<std::string> arguments;
         int status;
@@ -81,7 +81,7 @@ TEST_F(TarnelProgramTest, endsWithTheStatusThatSaysWhy)
     };
     const Case cases[] = {
         {{"show", "p9"}, 1, "there is no pane p9; there are p1 (claude, project), p2 (codex, project)"},
-        {{"screen", "p9"}, 4, "--timeout"},
+        {{"screen", "p2", "--timeout", "100ms"}, 4, "--timeout"},
         {{"call", "fly"}, 1, "unknown method fly"},
         {{}, 2, "--help"},
         {{"qeue"}, 2, "there is no command qeue; did you mean: tarnel queue"},
@@ -108,8 +108,8 @@ TEST_F(TarnelProgramTest, endsWithTheStatusThatSaysWhy)
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.arguments));
         std::vector<std::string> arguments = c.arguments;
-        if (c.status == 4 && arguments.front() == "screen")
-            arguments.insert(arguments.end(), {"--timeout", "100ms"});
+        const bool hangs = c.status == static_cast<int>(ExitStatus::timeout);
+        muxle.misbehave(hangs ? ScriptedMuxle::Fault::hang : ScriptedMuxle::Fault::none, "pane.read");
         const Result result = run(arguments);
         EXPECT_EQ(result.status, c.status) << result.errors;
         EXPECT_THAT(result.errors, HasSubstr(c.said));
@@ -121,7 +121,7 @@ TEST_F(TarnelProgramTest, endsWithTheStatusThatSaysWhy)
 TEST_F(TarnelProgramTest, everyHelpHasAnExample)
 {
     for (const char* command : {"queue", "watch", "next", "show", "log", "screen", "search", "answer", "prompt", "call",
-             "events", "config", "doctor", "completion"}) {
+             "events", "config", "doctor", "completion", "top", "attach"}) {
         const Result result = run({command, "--help"});
         EXPECT_EQ(result.status, 0);
         EXPECT_THAT(result.output, AllOf(HasSubstr("Example"), HasSubstr(std::string("tarnel ") + command)));
