@@ -116,10 +116,7 @@ void addWatchCommand(CLI::App& app, CommandLine& line)
         "  tarnel watch --json | while read -r line; do ...; done\n"
         "Ends with q or ctrl+c. Where the output is no terminal, prints a line for each item that is new or\n"
         "has changed.");
-    do
-        ...;
-    done ");
-        command->callback([&line] { line.run = [&line] { return watch(line); }; });
+    command->callback([&line] { line.run = [&line] { return watch(line); }; });
 }
 
 } // namespace tarnel

@@ -150,7 +150,7 @@ TEST_F(OnATerminal, attachShowsAPaneAndTypesIntoIt)
     expectLeft("0");
 
     start("attach " + shown);
-    EXPECT_TRUE(shows("tarnel: there is no pane " + shown + " on demo"));
+    EXPECT_TRUE(shows("tarnel: there is no pane " + shown));
 }
 
 } // namespace
