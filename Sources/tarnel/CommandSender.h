@@ -21,7 +21,12 @@ public:
     /// Takes the link as it is now, null while there is none; a new one gets all that is unfinished.
     void follow(const std::shared_ptr<DaemonLink>& current);
 
-    void send(const Command& command);
+    /// `predict` is what the command is expected to change; it may be empty.
+    void send(const Command& command, Outbox::Prediction predict = {});
+
+    /// The snapshot as the commands that are under way will make it; the same one where they change nothing.
+    [[nodiscard]] std::shared_ptr<const MachineSnapshot> predicted(
+        const std::shared_ptr<const MachineSnapshot>& snapshot) const;
 
     void settle(const CommandReply& reply);
 

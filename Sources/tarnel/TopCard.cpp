@@ -91,6 +91,18 @@ private:
     const std::size_t columns;
 };
 
+/// Null when the place is gone.
+const MuxleAgent* agentAt(const TopState& state, const TopPlace& place)
+{
+    const TopMachine* machine = state.machineNamed(place.machine);
+    if (!machine)
+        return nullptr;
+    const auto& agents = machine->snapshot->agents;
+    const auto found =
+        std::find_if(agents.begin(), agents.end(), [&](const MuxleAgent& each) { return each.paneID == place.paneID; });
+    return found == agents.end() ? nullptr : &*found;
+}
+
 void writeHead(Writer& out, const TopState& state, const AttentionItem& item, Timestamp now)
 {
     const Card& card = item.card;
@@ -106,6 +118,9 @@ void writeHead(Writer& out, const TopState& state, const AttentionItem& item, Ti
         if (const std::string plain = TerminalText::plainLine(each); !plain.empty())
             place += " · " + plain;
     }
+    const MuxleAgent* agent = agentAt(state, TopPlace::of(item));
+    if (agent && agent->focused)
+        place += " · in front";
     out.text(StyledRow(), place, Paint::dim);
 }
 
@@ -195,18 +210,6 @@ void writeChoices(Writer& out, const TopState& state, const AttentionItem& item)
     }
     if (underWay)
         out.text(StyledRow(), "Your answer is on its way ...", Paint::yellow);
-}
-
-/// Null when the place is gone.
-const MuxleAgent* agentAt(const TopState& state, const TopPlace& place)
-{
-    const TopMachine* machine = state.machineNamed(place.machine);
-    if (!machine)
-        return nullptr;
-    const auto& agents = machine->snapshot->agents;
-    const auto found =
-        std::find_if(agents.begin(), agents.end(), [&](const MuxleAgent& each) { return each.paneID == place.paneID; });
-    return found == agents.end() ? nullptr : &*found;
 }
 
 /// What is known of an agent that waits for nothing any more.

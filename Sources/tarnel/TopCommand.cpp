@@ -5,6 +5,7 @@
 #include "tarnel/Commands.h"
 #include "tarnel/CursesScreen.h"
 #include "tarnel/LiveQueue.h"
+#include "tarnel/QueueMerge.h"
 #include "tarnel/SignalWatch.h"
 #include "tarnel/Terminal.h"
 #include "tarnel/TopScreen.h"
@@ -28,6 +29,23 @@ TopSettings settings()
     return {.commandPrefix = randomUUID() + "-",
         .quickReplies = config.list("quick_replies.finished"),
         .advancesAfterAnswer = config.boolean("attention.auto_advance")};
+}
+
+/// The queues of all machines as one; null before the first snapshot.
+std::shared_ptr<const std::vector<AttentionItem>> queueOf(const std::vector<TopMachine>& machines, bool oldestFirst)
+{
+    if (machines.size() == 1) { // shared with the snapshot
+        const auto& only = machines.front().snapshot;
+        return only ? std::shared_ptr<const std::vector<AttentionItem>>(only, &only->queue) : nullptr;
+    }
+    std::vector<std::vector<AttentionItem>> queues;
+    for (const TopMachine& machine : machines) {
+        if (machine.snapshot)
+            queues.push_back(machine.snapshot->queue);
+    }
+    if (queues.empty())
+        return nullptr;
+    return std::make_shared<const std::vector<AttentionItem>>(QueueMerge::merged(std::move(queues), oldestFirst));
 }
 
 /// The view and what it stands between: the daemon, the keyboard and the screen.
@@ -94,17 +112,12 @@ private:
             for (const CommandReply& reply : machine.replies)
                 senders[i].settle(reply);
             senders[i].follow(machine.link);
-            news.machines.push_back({machine.label, machine.snapshot, machine.isConnected});
+            news.machines.push_back({machine.label, senders[i].predicted(machine.snapshot), machine.isConnected});
             news.replies.insert(news.replies.end(), machine.replies.begin(), machine.replies.end());
         }
         if (!screen)
             return;
-        if (view.machines.size() == 1 && view.hasSnapshot()) {
-            const auto& only = view.machines.front().snapshot;
-            news.queue = {only, &only->queue}; // shared with the snapshot
-        } else if (view.hasSnapshot()) {
-            news.queue = std::make_shared<const std::vector<AttentionItem>>(view.queue());
-        }
+        news.queue = queueOf(news.machines, view.oldestFirst);
         apply(news);
     }
 
@@ -114,7 +127,7 @@ private:
         state = std::move(next.state);
         hasEnded = hasEnded || next.quits;
         for (const TopOrder& order : next.orders)
-            senderFor(order.machine).send(order.command);
+            senderFor(order.machine).send(order.command, order.predict);
         if (next.repaints && screen) {
             screen->repaint(state.size);
             shown.reset();

@@ -60,6 +60,22 @@ TopNotice noticeOf(const TopSent& sent, const AnswerOutcome& outcome)
         outcome);
 }
 
+std::string whatIsSent(TopSent::Kind kind)
+{
+    switch (kind) {
+    case TopSent::Kind::answer:
+        return "The answer to ";
+    case TopSent::Kind::focus:
+        return "Going to ";
+    case TopSent::Kind::close:
+        return "Closing ";
+    case TopSent::Kind::prompt:
+    case TopSent::Kind::release:
+        break;
+    }
+    return "The prompt for ";
+}
+
 TopNotice promptNotice(const TopSent& sent, CommandReply::Status status)
 {
     const std::string& name = sent.target.title;
@@ -77,13 +93,16 @@ TopNotice promptNotice(const TopSent& sent, CommandReply::Status status)
 
 TopNotice noticeOf(const TopSent& sent, const CommandReply& reply)
 {
-    const std::string what = sent.kind == TopSent::Kind::answer ? "The answer to " : "The prompt for ";
     if (reply.status == CommandReply::Status::failed)
-        return {
-            what + sent.target.title + " failed: " + TerminalText::plainLine(reply.error.value_or("no reason given")),
+        return {whatIsSent(sent.kind) + sent.target.title
+                + " failed: " + TerminalText::plainLine(reply.error.value_or("no reason given")),
             Paint::red};
     if (sent.kind == TopSent::Kind::release)
         return {"Sending what was held for " + sent.target.title + " ...", Paint::none};
+    if (sent.kind == TopSent::Kind::focus)
+        return {sent.target.title + " is in front in the multiplexer.", Paint::green};
+    if (sent.kind == TopSent::Kind::close)
+        return {"The pane of " + sent.target.title + " is closed.", Paint::green};
     if (sent.kind == TopSent::Kind::prompt)
         return promptNotice(sent, reply.status);
     const auto outcome = outcomeOf(reply);

@@ -16,7 +16,7 @@ namespace {
 
 using Mode = TopState::Mode;
 
-constexpr std::array<std::pair<std::string_view, std::string_view>, 20> helpLines{{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 22> helpLines{{
     {"j k, arrows", "move in the queue; scroll the card where it is alone"},
     {"n, tab", "go to the next that waits; N, shift+tab to the one before"},
     {"g G", "go to the first or the last"},
@@ -29,6 +29,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 20> helpLine
     {"p", "prompt the agent: after its turn, when it is at work"},
     {"P", "prompt the agent now, into its running turn"},
     {"s", "send the prompt that is held for it now"},
+    {"o", "go to the agent's pane in the multiplexer"},
+    {"X", "close the agent's pane, once you confirm it"},
     {"", ""},
     {"/", "show only what holds a text; esc shows all again"},
     {"ctrl+l", "draw the screen anew"},

@@ -2,6 +2,7 @@
 #pragma once
 #include "TarnelCore/Attention/Attention.h"
 #include "TarnelCore/Commands/Command.h"
+#include "TarnelCore/Commands/Outbox.h"
 #include "tarnel/LineEditor.h"
 #include "tarnel/Paint.h"
 #include "tarnel/Terminal.h"
@@ -61,7 +62,7 @@ struct TopTarget {
 
 /// A command that has no final reply yet.
 struct TopSent {
-    enum class Kind { answer, prompt, release };
+    enum class Kind { answer, prompt, release, focus, close };
     Kind kind = Kind::answer;
     TopTarget target;
     std::optional<std::string> choice;
@@ -71,7 +72,7 @@ struct TopSent {
 
 /// The state of the view. A value.
 struct TopState {
-    enum class Mode { browse, filter, answer, prompt, help };
+    enum class Mode { browse, filter, answer, prompt, confirmClose, help };
     enum class Pane { queue, card };
 
     TopSettings settings;
@@ -89,7 +90,7 @@ struct TopState {
     Mode mode = Mode::browse;
     std::string filter;
     LineEditor line; ///< Of the modes in which text is typed.
-    TopTarget target; ///< Whom the line is for.
+    TopTarget target; ///< Whom the line, or the closing, is for.
     std::optional<std::size_t> lineChoice; ///< The choice that goes with an answer in words.
     SendMode sendMode = SendMode::afterTurn; ///< Of a prompt.
 
@@ -125,6 +126,7 @@ using TopEvent = std::variant<TopKey, TopNews, ScreenSize>;
 struct TopOrder {
     std::string machine;
     Command command;
+    Outbox::Prediction predict = {}; ///< What it will change in the machine's snapshot.
 };
 
 struct TopStep {

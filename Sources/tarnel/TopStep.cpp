@@ -1,5 +1,6 @@
 #include "TarnelCore/Base/TerminalText.h"
 #include "TarnelCore/Base/Text.h"
+#include "TarnelCore/Commands/Optimistic.h"
 #include "tarnel/TopCard.h"
 #include "tarnel/TopLayout.h"
 #include "tarnel/TopReplies.h"
@@ -55,7 +56,10 @@ private:
     void open(Mode mode, SendMode sendMode);
     void submitLine();
     void releaseHeld();
-    void send(TopSent what, CommandAction action);
+    void focus();
+    void askToClose();
+    void confirmClose(const TopKey& key);
+    void send(TopSent what, CommandAction action, Outbox::Prediction predict = {});
     void replied(const CommandReply& reply);
 
     void scrollCard(std::ptrdiff_t lines);
@@ -74,6 +78,8 @@ void Stepper::take(const TopKey& key)
         state.mode = Mode::browse; // any key closes it
     else if (state.mode == Mode::filter)
         editFilter(key);
+    else if (state.mode == Mode::confirmClose)
+        confirmClose(key);
     else if (state.mode == Mode::answer || state.mode == Mode::prompt)
         editLine(key);
     else
@@ -103,6 +109,10 @@ void Stepper::browse(const TopKey& key)
         open(Mode::prompt, SendMode::steerNow);
     else if (key.is("s"))
         releaseHeld();
+    else if (key.is("o"))
+        focus();
+    else if (key.is("X"))
+        askToClose();
     else if (key.is("/")) {
         state.mode = Mode::filter;
         state.line = LineEditor::holding(state.filter);
@@ -339,7 +349,44 @@ void Stepper::releaseHeld()
     say("No prompt is held for " + (state.selectedPlace ? state.selectedTitle : std::string("anyone")) + ".");
 }
 
-void Stepper::send(TopSent what, CommandAction action)
+void Stepper::focus()
+{
+    if (!state.selectedPlace) {
+        say("Nothing waits for you.");
+        return;
+    }
+    const std::string pane = state.selectedPlace->paneID;
+    send({.kind = TopSent::Kind::focus, .target = target()},
+        MuxleAction{.method = "pane.focus", .params = {{"pane_id", pane}}},
+        [pane](MachineSnapshot& snapshot) { Optimistic::focusPane(snapshot, pane); });
+}
+
+void Stepper::askToClose()
+{
+    if (!state.selectedPlace) {
+        say("Nothing waits for you.");
+        return;
+    }
+    state.target = target();
+    state.mode = Mode::confirmClose;
+    say("Close the pane of " + state.target.title + " and end what runs in it? y closes it, any other key does not.",
+        Paint::yellow);
+}
+
+void Stepper::confirmClose(const TopKey& key)
+{
+    state.mode = Mode::browse;
+    if (!key.is("y")) {
+        say("The pane of " + state.target.title + " stays open.");
+        return;
+    }
+    const std::string pane = state.target.place.paneID;
+    send({.kind = TopSent::Kind::close, .target = state.target},
+        MuxleAction{.method = "pane.close", .params = {{"pane_id", pane}}},
+        [pane](MachineSnapshot& snapshot) { Optimistic::removePane(snapshot, pane); });
+}
+
+void Stepper::send(TopSent what, CommandAction action, Outbox::Prediction predict)
 {
     const std::string id = state.settings.commandPrefix + std::to_string(++state.counter);
     if (auto* answer = std::get_if<AnswerAction>(&action))
@@ -350,7 +397,9 @@ void Stepper::send(TopSent what, CommandAction action)
     say("Sending " + (words.empty() ? "" : "\"" + words + "\" ") + "to " + what.target.title
             + (isConnected ? " ..." : " as soon as the daemon is back ..."),
         isConnected ? Paint::none : Paint::yellow);
-    step.orders.push_back({.machine = what.target.place.machine, .command = {.id = id, .action = std::move(action)}});
+    step.orders.push_back({.machine = what.target.place.machine,
+        .command = {.id = id, .action = std::move(action)},
+        .predict = std::move(predict)});
     state.sent.emplace(id, std::move(what));
 }
 

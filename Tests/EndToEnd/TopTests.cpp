@@ -1,5 +1,6 @@
 #include "EndToEnd/DemoWorld.h"
 #include "Support/Eventually.h"
+#include "TarnelCore/Base/Text.h"
 #include <gmock/gmock.h>
 
 namespace tarnel {
@@ -90,6 +91,23 @@ TEST_F(Top, answersByNumberAndGivesTheScreenBack)
     EXPECT_TRUE(shows("has taken the answer \"use yarn\".")) << world.screen(pane);
     EXPECT_TRUE(
         eventually([&] { return world.screen(permission).find("Done: use yarn") != std::string::npos; }, patience));
+    world.type(pane, {"q"});
+    expectLeft("0");
+}
+
+TEST_F(Top, goesToAPaneAndClosesIt)
+{
+    begin();
+    world.type(pane, {"o"});
+    EXPECT_TRUE(shows("is in front in the multiplexer.")) << world.screen(pane);
+    EXPECT_TRUE(shows("· in front")) << world.screen(pane);
+    EXPECT_EQ(Text::trimmed(world.tmux({"display-message", "-p", "-t", "demo:", "#{pane_id}"}).output),
+        "%" + question.substr(1));
+    world.type(pane, {"X", "y"});
+    EXPECT_TRUE(shows("is closed.")) << world.screen(pane);
+    EXPECT_TRUE(shows("1 waits for you")) << world.screen(pane);
+    EXPECT_THAT(
+        world.tmux({"list-panes", "-a", "-F", "#{pane_id}."}).output, Not(HasSubstr("%" + question.substr(1) + ".")));
     world.type(pane, {"q"});
     expectLeft("0");
 }

@@ -65,6 +65,20 @@ TEST(CommandSender, sendsAgainWhatIsUnfinished)
     EXPECT_THAT(second->ids(), ElementsAre("held"));
 }
 
+TEST(CommandSender, predictsUntilTheFinalReply)
+{
+    CommandSender sender;
+    const auto snapshot = std::make_shared<const MachineSnapshot>(MachineSnapshot{.machine = "before"});
+    EXPECT_EQ(sender.predicted(nullptr), nullptr);
+    sender.send({.id = "1", .action = PromptAction{.pane = "p1", .text = "x"}});
+    EXPECT_EQ(sender.predicted(snapshot), snapshot);
+    sender.send({.id = "2", .action = MuxleAction{.method = "pane.close"}},
+        [](MachineSnapshot& now) { now.machine += " after"; });
+    EXPECT_EQ(sender.predicted(snapshot)->machine, "before after");
+    sender.settle({.id = "2", .status = CommandReply::Status::failed});
+    EXPECT_EQ(sender.predicted(snapshot), snapshot);
+}
+
 } // namespace
 
 } // namespace tarnel

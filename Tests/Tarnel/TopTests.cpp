@@ -257,6 +257,35 @@ TEST(Top, saysWhatBecameOfAnAnswer)
     EXPECT_EQ(typing.selected() + typing.state.line.text, "p2abc") << "who types is not interrupted";
 }
 
+TEST(Top, goesToPanesAndClosesThemOnceThatIsConfirmed)
+{
+    struct Case {
+        const char* keys;
+        const char* method; // empty: nothing is sent
+        const char* says;
+        std::size_t left; // items, once what is expected has been applied
+    };
+    const Case cases[] = {{"jo", "pane.focus", "Sending to task p2 ...", 2},
+        {"jXy", "pane.close", "Sending to task p2 ...", 1},
+        {"jX", "", "Close the pane of task p2 and end what runs in it?", 2}, {"jXo", "", "task p2 stays open.", 2},
+        {"jXX", "", "task p2 stays open.", 2}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.keys);
+        View view;
+        view.take(newsOf({itemOf("p1"), itemOf("p2")})).press(c.keys);
+        EXPECT_THAT(view.text(), HasSubstr(c.says));
+        ASSERT_EQ(view.orders.size(), *c.method ? 1U : 0U);
+        MachineSnapshot snapshot = *view.state.machines[0].snapshot;
+        for (const TopOrder& order : view.orders) {
+            const auto& action = std::get<MuxleAction>(order.command.action);
+            EXPECT_EQ(action.method, c.method);
+            EXPECT_EQ(action.params, (JSON::Object{{"pane_id", "p2"}}));
+            order.predict(snapshot);
+        }
+        EXPECT_EQ(snapshot.queue.size(), c.left);
+    }
+}
+
 TEST(Top, showsCardAndQueue)
 {
     AttentionItem item = itemOf("p1");
