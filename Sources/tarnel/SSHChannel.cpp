@@ -19,6 +19,7 @@ using Instant = std::chrono::steady_clock::time_point;
 constexpr std::chrono::milliseconds goodbye = 1s; // for the command to end by itself
 constexpr std::size_t readChunk = 65536;
 constexpr std::size_t complaintBytes = 4096;
+constexpr std::size_t mostNoise = std::size_t{1} << 20; // bytes without a line feed before the daemon's first line
 
 std::FILE* temporaryFile()
 {
@@ -131,6 +132,8 @@ bool SSHChannel::receive()
             throw SocketError::io(errno);
         if (count >= 0) {
             unread.append(chunk.data(), static_cast<std::size_t>(count));
+            if (!hasSpoken && unread.size() > mostNoise)
+                throw RemoteError(RemoteError::Reason::ended, host, "its shell prints without end");
             return count > 0;
         }
     }
