@@ -27,6 +27,7 @@ TEST(JSON, readsAndWritesBack)
         {"keys ascending, slash as it is", R"({"b":1,"a":"a\/b"})", R"({"a":"a/b","b":1})"},
         {"of a repeated key the last counts", R"({"k":1,"j":0,"k":[2],"k":3})", R"({"j":0,"k":3})"},
         {"integral without a fraction", "[7.0,1e3,-2.50,1e-7]", "[7,1000,-2.5,1e-07]"},
+        {"minus zero is zero", "[-0,-0.0,-1e-400]", "[0,0,0]"},
         {"thirty digits are a number", "[123456789012345678901234567890]", "[123456789012345677877719597056]"},
         {"a long integer at the very start", "-18446744073709551616", "-18446744073709551616"},
         {"digits inside a string stay", R"(["123456789012345678901234567890",123456789012345678901])",
