@@ -1,6 +1,7 @@
 # What is built, and the flags that all of our own code is compiled with.
 
 option(TARNEL_TESTS "Build the tests and the demo agents" ON)
+option(TARNEL_FUZZ "Build the fuzz targets, which need clang" OFF)
 set(TARNEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 
 set(CMAKE_CXX_STANDARD 20)

@@ -145,6 +145,27 @@ TEST_F(ConfigFile, setRefusesBadValuesAndBadFiles)
     EXPECT_EQ(written(), broken);
 }
 
+TEST_F(ConfigFile, setNeverWritesWhatReadsDifferently)
+{
+    const std::pair<const char*, std::string> files[] = {
+        {"a key that a comment would begin in", "\"a # b\" = 1\n"},
+        {"a key that a header would begin with", "\"[a\" = 1\n"},
+        {"a backslash before an n", "path = 'C:\\new'\n"},
+    };
+    for (const auto& [what, text] : files) {
+        SCOPED_TRACE(what);
+        TarnelConfig config = load(text);
+        EXPECT_TRUE(config.problems().size() == 1) << "only that the setting is unknown";
+        EXPECT_THROW(config.set("general.menu_bar", false), TOMLError);
+        EXPECT_EQ(written(), text);
+    }
+    TarnelConfig config = load("");
+    EXPECT_THROW(config.set("quick_replies.finished", JSON::Array{"say \"yes, please\""}), TOMLError);
+    EXPECT_EQ(written(), "");
+    config.set("quick_replies.finished", JSON::Array{"yes, \\please", "it's"});
+    EXPECT_EQ(load(written()).list("quick_replies.finished"), (std::vector<std::string>{"yes, \\please", "it's"}));
+}
+
 TEST_F(ConfigFile, setMakesTheFolderAndFollowsLinks)
 {
     TarnelConfig config(folder + "/new/inner/config.toml");

@@ -92,6 +92,17 @@ void flattenInto(TarnelConfig::Values& values, const JSON::Object& table, std::s
     }
 }
 
+/// Whether `text` is read as `document`. Not all that can be read can be written: a quoted key may hold anything, and a
+/// list's texts lose their quotes and commas.
+bool readsAs(const std::string& text, const JSON::Object& document)
+{
+    try {
+        return TOML::parse(text) == document;
+    } catch (const TOMLError&) {
+        return false;
+    }
+}
+
 } // namespace
 
 TarnelConfig::TarnelConfig(std::string path)
@@ -178,8 +189,11 @@ void TarnelConfig::set(std::string_view key, const JSON& value)
     JSON::Object document = text ? TOML::parse(*text) : JSON::Object();
     const auto pieces = Text::splitNonEmpty(key, '.');
     TOML::set(document, {pieces.begin(), pieces.end()}, value);
+    const std::string rewritten = TOML::serialize(document);
+    if (!readsAs(rewritten, document))
+        throw TOMLError(0, std::string(key) + " cannot be saved: the rewritten file would say something else");
     Files::createDirectories(Files::parent(file), 0700);
-    replaceFile(file, TOML::serialize(document));
+    replaceFile(file, rewritten);
 }
 
 } // namespace tarnel

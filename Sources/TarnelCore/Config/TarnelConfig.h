@@ -54,8 +54,9 @@ public:
 
     /// Sets one setting here and in the file, which is read again and rewritten whole: other settings in it stay,
     /// comments and order do not. Throws TOMLError with line 0 for an invalid value, and then changes nothing. Throws
-    /// TOMLError when the file does not parse and std::system_error when it cannot be written; then the file is as it
-    /// was and the value holds only here.
+    /// TOMLError when the file does not parse or would not read back (keys are written without quotes, and a list's texts
+    /// cannot hold both a quote and a comma) and std::system_error when it cannot be written; then the file is as it was
+    /// and the value holds only here.
     void set(std::string_view key, const JSON& value);
 
 private:

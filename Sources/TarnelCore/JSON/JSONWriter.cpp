@@ -74,6 +74,7 @@ void JSONWriter::write(double value)
         isUnencodable = true;
         return;
     }
+    value += 0.0; // of equal values one form: this makes minus zero a plain zero
     std::array<char, 352> digits; // the largest double has 309 digits
     const bool isIntegral = value == std::trunc(value);
     const auto end = isIntegral

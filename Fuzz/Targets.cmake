@@ -1,0 +1,19 @@
+# The fuzz targets: each is a source file here, a function in Target.h, a folder of seeds and perhaps a dictionary.
+set(TARNEL_FUZZ_TARGETS
+    AgentPrompt
+    ClaudeRecord
+    CodexRecord
+    Config
+    FrontMatter
+    GrokRecord
+    JSON
+    Keymap
+    MuxleReplies
+    Requests
+    Screen
+    SocketLines
+    StatusLine
+    TabLayout
+    TerminalText
+    TOML
+    TmuxOutput)
