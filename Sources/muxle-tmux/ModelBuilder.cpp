@@ -107,6 +107,7 @@ bool ModelBuilder::isWarm(Clock::Instant now) const
 void ModelBuilder::forgetAll()
 {
     states.clear();
+    layouts.clear();
     focusedSession.reset();
     focusRequest.reset();
     requestedPane.reset();
@@ -155,10 +156,15 @@ void ModelBuilder::buildSessions(const Survey& survey, Model& model)
 
 void ModelBuilder::buildWindows(const Survey& survey, Model& model)
 {
+    std::vector<const LayoutCell*> former;
+    for (const auto& each : layouts)
+        former.push_back(&each.second);
     for (const auto& [number, place] : placesOf(survey.windows)) {
         auto layout = Layout::parse(place->layout);
         if (!layout)
             continue; // cannot be, short of a form of layouts that we do not know
+        const auto known = layouts.find(number);
+        Layout::takeMarks(*layout, former, known == layouts.end() ? nullptr : &known->second);
         model.windows.push_back({.number = number,
             .session = place->session,
             .index = place->index,
@@ -167,6 +173,9 @@ void ModelBuilder::buildWindows(const Survey& survey, Model& model)
             .activePane = place->activePane,
             .layout = *std::move(layout)});
     }
+    layouts.clear();
+    for (const WindowModel& each : model.windows)
+        layouts[each.number] = each.layout;
     std::sort(model.windows.begin(), model.windows.end(), [](const WindowModel& a, const WindowModel& b) {
         return std::tie(a.session, a.index, a.number) < std::tie(b.session, b.index, b.number);
     });

@@ -295,7 +295,7 @@ TEST_F(MuxleTmuxServer, arrangesPanes)
     EXPECT_FALSE(layout("t0").zoomed);
 
     call("pane.swap", {{"pane_id", "p1"}, {"direction", "down"}});
-    EXPECT_EQ(layout("t0").panes[1].paneID, "p2");
+    EXPECT_EQ(layout("t0").panes[1].rect.y, 9);
     call("pane.rename", {{"pane_id", "p1"}, {"name", "#{x} \"it\""}});
     EXPECT_EQ(pane("p1")->name, "#{x} \"it\"");
     call("pane.rename", {{"pane_id", "p1"}, {"name", ""}});
