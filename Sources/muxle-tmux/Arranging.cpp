@@ -142,7 +142,16 @@ JSON closePane(Call& call)
         && std::count_if(model->windows.begin(), model->windows.end(), isInSession) == 1;
     if (isLast)
         call.monitor.leaveSession(pane.session, call.deadline);
+    // The focus goes where clients expect it: to the first of the panes that are left.
+    const WindowModel& window = *model->window(pane.window);
+    const auto frames = Layout::panes(window.layout);
+    const auto first = std::find_if(
+        frames.begin(), frames.end(), [&](const PaneFrame& each) { return each.paneID != paneID(pane.number); });
+    if (window.activePane == pane.number && first != frames.end())
+        run(call, "select-pane -t " + paneTarget(*numberOf('p', first->paneID)));
     run(call, "kill-pane -t " + paneOf(pane));
+    if (window.isZoomed && frames.size() > 2) // which tmux has ended
+        run(call, "resize-pane -Z -t " + windowOf(window));
     fresh(call);
     return JSON::object({{"closed", true}});
 }
@@ -202,7 +211,10 @@ JSON swapPane(Call& call)
         if (!other)
             throw TmuxError::notFound("no pane lies there beside pane " + paneID(pane.number));
     }
-    run(call, "swap-pane -d -Z -s " + paneOf(pane) + " -t " + paneOf(*other));
+    // The active pane stays the active one in its new place only when it is the source.
+    const PaneModel& source = other->isActive ? *other : pane;
+    const PaneModel& target = other->isActive ? pane : *other;
+    run(call, "swap-pane -d -Z -s " + paneOf(source) + " -t " + paneOf(target));
     return paneResult(call, pane.number);
 }
 

@@ -296,6 +296,11 @@ TEST_F(MuxleTmuxServer, arrangesPanes)
 
     call("pane.swap", {{"pane_id", "p1"}, {"direction", "down"}});
     EXPECT_EQ(layout("t0").panes[1].rect.y, 9);
+    EXPECT_EQ(layout("t0").focusedPaneID, "p1") << "which it was before";
+    call("pane.swap", {{"pane_id", "p0"}, {"with", "p1"}});
+    EXPECT_EQ(layout("t0").focusedPaneID, "p1");
+    EXPECT_EQ(layout("t0").splits->at(0).id, now.splits->at(0).id);
+    EXPECT_EQ(layout("t0").splits->at(1).id, now.splits->at(1).id);
     call("pane.rename", {{"pane_id", "p1"}, {"name", "#{x} \"it\""}});
     EXPECT_EQ(pane("p1")->name, "#{x} \"it\"");
     call("pane.rename", {{"pane_id", "p1"}, {"name", ""}});
