@@ -5,6 +5,7 @@
 #include "muxle-tmux/AgentCommand.h"
 #include "muxle-tmux/ProcessTable.h"
 #include <algorithm>
+#include <limits>
 #include <tuple>
 
 namespace tarnel::tmux {
@@ -142,10 +143,16 @@ Model ModelBuilder::build(const Survey& survey, const std::function<std::string(
 
 void ModelBuilder::buildSessions(const Survey& survey, Model& model)
 {
+    static constexpr auto behindAll = std::numeric_limits<std::int64_t>::max();
+    std::vector<const ListedSession*> sessions;
     for (const ListedSession& each : survey.sessions)
-        model.sessions.push_back({.number = each.session, .name = each.name});
-    std::sort(model.sessions.begin(), model.sessions.end(),
-        [](const SessionModel& a, const SessionModel& b) { return a.number < b.number; });
+        sessions.push_back(&each);
+    std::sort(sessions.begin(), sessions.end(), [](const ListedSession* a, const ListedSession* b) {
+        return std::pair(a->place.value_or(behindAll), a->session)
+            < std::pair(b->place.value_or(behindAll), b->session);
+    });
+    for (const ListedSession* each : sessions)
+        model.sessions.push_back({.number = each->session, .name = each->name});
     for (SessionModel& session : model.sessions) {
         for (const ListedWindow& each : survey.windows) {
             if (each.session == session.number && each.isActive)
