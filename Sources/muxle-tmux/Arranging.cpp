@@ -142,7 +142,16 @@ JSON closePane(Call& call)
         && std::count_if(model->windows.begin(), model->windows.end(), isInSession) == 1;
     if (isLast)
         call.monitor.leaveSession(pane.session, call.deadline);
+    // The focus goes where clients expect it: to the first of the panes that are left.
+    const WindowModel& window = *model->window(pane.window);
+    const auto frames = Layout::panes(window.layout);
+    const auto first = std::find_if(
+        frames.begin(), frames.end(), [&](const PaneFrame& each) { return each.paneID != paneID(pane.number); });
+    if (window.activePane == pane.number && first != frames.end())
+        run(call, "select-pane -t " + paneTarget(*numberOf('p', first->paneID)));
     run(call, "kill-pane -t " + paneOf(pane));
+    if (window.isZoomed && frames.size() > 2) // which tmux has ended
+        run(call, "resize-pane -Z -t " + windowOf(window));
     fresh(call);
     return JSON::object({{"closed", true}});
 }
@@ -202,7 +211,10 @@ JSON swapPane(Call& call)
         if (!other)
             throw TmuxError::notFound("no pane lies there beside pane " + paneID(pane.number));
     }
-    run(call, "swap-pane -d -Z -s " + paneOf(pane) + " -t " + paneOf(*other));
+    // The active pane stays the active one in its new place only when it is the source.
+    const PaneModel& source = other->isActive ? *other : pane;
+    const PaneModel& target = other->isActive ? pane : *other;
+    run(call, "swap-pane -d -Z -s " + paneOf(source) + " -t " + paneOf(target));
     return paneResult(call, pane.number);
 }
 
@@ -274,31 +286,51 @@ JSON focusTab(Call& call)
     return tabResult(call, window.number);
 }
 
+/// The place "index" among `count` things; nothing when there is none.
+std::optional<std::size_t> placeIn(const Params& params, std::size_t count)
+{
+    const auto index = params.integer("index");
+    if (!index)
+        return std::nullopt;
+    if (*index < 0 || *index >= static_cast<std::int64_t>(count))
+        throw TmuxError::invalidParams("\"index\" must be 0 to " + std::to_string(count - 1));
+    return static_cast<std::size_t>(*index);
+}
+
 JSON moveTab(Call& call)
 {
-    const auto index = call.params.integer("index");
-    if (index && (*index < 0 || *index > 1'000'000))
-        throw TmuxError::invalidParams("\"index\" must be 0 or more");
     const ModelPointer model = fresh(call);
     const WindowModel& window = requiredTab(*model, call.params);
     const std::int64_t session =
         call.params.string("workspace_id") ? requiredWorkspace(*model, call.params).number : window.session;
+    std::vector<std::int64_t> order;
+    for (const WindowModel& each : model->windows) {
+        if (each.session == session && each.number != window.number)
+            order.push_back(each.number);
+    }
+    const auto index = placeIn(call.params, order.size() + 1);
     if (!index && session == window.session)
         throw TmuxError::invalidParams("\"index\" or another \"workspace_id\" must tell where to");
-    for (const WindowModel& each : model->windows) {
-        const bool isThere = index && each.session == session && each.index == *index;
-        if (isThere && each.number == window.number)
-            return tabResult(call, window.number);
-        if (isThere) { // the two change places, so that none is lost
-            run(call, "swap-window -d -s " + placeOf(window) + " -t " + placeOf(each));
-            return tabResult(call, window.number);
-        }
+    std::size_t place = order.size();
+    if (session == window.session) {
+        const auto isBefore = [&](std::int64_t each) { return model->window(each)->index < window.index; };
+        place = static_cast<std::size_t>(std::count_if(order.begin(), order.end(), isBefore));
+    } else {
+        const auto isInSession = [&](const WindowModel& each) { return each.session == window.session; };
+        if (std::count_if(model->windows.begin(), model->windows.end(), isInSession) == 1)
+            call.monitor.leaveSession(window.session, call.deadline);
+        run(call, "move-window -d -a -s " + placeOf(window) + " -t " + sessionTarget(session, ":{end}"));
     }
-    const auto isInSession = [&](const WindowModel& each) { return each.session == window.session; };
-    if (session != window.session && std::count_if(model->windows.begin(), model->windows.end(), isInSession) == 1)
-        call.monitor.leaveSession(window.session, call.deadline);
-    run(call,
-        "move-window -d -s " + placeOf(window) + " -t " + sessionTarget(session, index ? numbered(":", *index) : ":"));
+    if (!index || *index == place)
+        return tabResult(call, window.number);
+    // Past its neighbours one by one: the windows' numbers for the user stay those that there are, and none is lost.
+    const std::string moved = sessionTarget(session, numbered(":@", window.number));
+    while (place != *index) {
+        const std::int64_t next = place < *index ? order[place++] : order[--place];
+        run(call, "swap-window -s " + moved + " -t " + sessionTarget(session, numbered(":@", next)));
+    }
+    // The session goes on showing the place, in which another window may stand now.
+    run(call, "select-window -t " + sessionTarget(session, numbered(":@", model->session(session)->activeWindow)));
     return tabResult(call, window.number);
 }
 
@@ -342,6 +374,25 @@ JSON renameWorkspace(Call& call)
     return workspaceResult(call, session.number);
 }
 
+/// tmux knows no order of sessions: they remember it in an option.
+JSON moveWorkspace(Call& call)
+{
+    const ModelPointer model = fresh(call);
+    const SessionModel& moved = requiredWorkspace(*model, call.params);
+    const auto index = placeIn(call.params, model->sessions.size());
+    if (!index)
+        throw TmuxError::invalidParams("missing parameter \"index\"");
+    std::vector<std::int64_t> order;
+    for (const SessionModel& each : model->sessions) {
+        if (each.number != moved.number)
+            order.push_back(each.number);
+    }
+    order.insert(order.begin() + static_cast<std::ptrdiff_t>(*index), moved.number);
+    for (std::size_t i = 0; i < order.size(); ++i)
+        run(call, "set-option -t " + sessionTarget(order[i]) + " @muxle_place " + std::to_string(i));
+    return workspaceResult(call, moved.number);
+}
+
 JSON focusWorkspace(Call& call)
 {
     const ModelPointer model = fresh(call);
@@ -373,6 +424,7 @@ const std::vector<Method>& arrangingMethods()
         {"workspace.close", closeWorkspace},
         {"workspace.rename", renameWorkspace},
         {"workspace.focus", focusWorkspace},
+        {"workspace.move", moveWorkspace},
     };
     return table;
 }

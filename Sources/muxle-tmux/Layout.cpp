@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <map>
+#include <set>
 
 namespace tarnel::tmux {
 
@@ -34,6 +36,7 @@ public:
             return children(std::move(cell), LayoutCell::Kind::column, ']', depth);
         if (!skip(',') || !number(cell.pane))
             return std::nullopt;
+        cell.mark = cell.pane;
         return cell;
     }
 
@@ -106,15 +109,38 @@ unsigned checksum(std::string_view text)
     return sum;
 }
 
-void addPanes(const LayoutCell& cell, std::vector<PaneFrame>& panes)
+/// The cells of panes in the order of the string.
+template <class Cell> void addLeaves(Cell& cell, std::vector<Cell*>& leaves)
 {
     if (cell.kind == LayoutCell::Kind::pane)
-        panes.push_back({paneID(cell.pane), cell.rect});
-    for (const LayoutCell& child : cell.cells)
-        addPanes(child, panes);
+        leaves.push_back(&cell);
+    for (auto& child : cell.cells)
+        addLeaves(child, leaves);
 }
 
-std::int64_t lastPane(const LayoutCell& cell) { return cell.cells.empty() ? cell.pane : lastPane(cell.cells.back()); }
+template <class Cell> std::vector<Cell*> leavesOf(Cell& cell)
+{
+    std::vector<Cell*> leaves;
+    addLeaves(cell, leaves);
+    return leaves;
+}
+
+/// Whether the two are the same rows and columns of as many cells, whatever their sizes.
+bool haveSameShape(const LayoutCell& one, const LayoutCell& other)
+{
+    return one.kind == other.kind
+        && std::equal(one.cells.begin(), one.cells.end(), other.cells.begin(), other.cells.end(), haveSameShape);
+}
+
+std::set<std::int64_t> panesIn(const LayoutCell& cell)
+{
+    std::set<std::int64_t> panes;
+    for (const LayoutCell* each : leavesOf(cell))
+        panes.insert(each->pane);
+    return panes;
+}
+
+std::int64_t lastMark(const LayoutCell& cell) { return cell.cells.empty() ? cell.mark : lastMark(cell.cells.back()); }
 
 /// A rect's place and length along one axis.
 struct Axis {
@@ -144,7 +170,7 @@ void addSplits(const LayoutCell& cell, std::vector<LayoutSplit>& splits)
             const Axis axis = axisOf(cell);
             const CellRect rect = splitRect(cell, i);
             const std::int64_t before = cell.cells[i + 1].rect.*axis.start - rect.*axis.start;
-            splits.push_back({splitID(lastPane(cell.cells[i])), cell.kind == LayoutCell::Kind::row ? "right" : "down",
+            splits.push_back({splitID(lastMark(cell.cells[i])), cell.kind == LayoutCell::Kind::row ? "right" : "down",
                 static_cast<double>(before) / static_cast<double>(rect.*axis.length), rect});
         }
         addSplits(cell.cells[i], splits);
@@ -211,7 +237,7 @@ void place(LayoutCell& cell, Axis axis, std::int64_t start, std::int64_t length)
 bool setSplit(LayoutCell& cell, std::string_view id, double ratio)
 {
     for (std::size_t i = 0; i < cell.cells.size(); ++i) {
-        if (i + 1 == cell.cells.size() || splitID(lastPane(cell.cells[i])) != id) {
+        if (i + 1 == cell.cells.size() || splitID(lastMark(cell.cells[i])) != id) {
             if (setSplit(cell.cells[i], id, ratio))
                 return true;
             continue;
@@ -257,8 +283,11 @@ std::string Layout::written(const LayoutCell& root)
 
 std::vector<PaneFrame> Layout::panes(const LayoutCell& root)
 {
+    auto leaves = leavesOf(root);
+    std::ranges::sort(leaves, {}, &LayoutCell::pane);
     std::vector<PaneFrame> panes;
-    addPanes(root, panes);
+    for (const LayoutCell* each : leaves)
+        panes.push_back({paneID(each->pane), each->rect});
     return panes;
 }
 
@@ -267,6 +296,26 @@ std::vector<LayoutSplit> Layout::splits(const LayoutCell& root)
     std::vector<LayoutSplit> splits;
     addSplits(root, splits);
     return splits;
+}
+
+void Layout::takeMarks(LayoutCell& root, const std::vector<const LayoutCell*>& former, const LayoutCell* sameWindow)
+{
+    const auto leaves = leavesOf(root);
+    if (sameWindow && haveSameShape(root, *sameWindow) && panesIn(root) == panesIn(*sameWindow)) {
+        const auto places = leavesOf(*sameWindow);
+        for (std::size_t i = 0; i < leaves.size(); ++i)
+            leaves[i]->mark = places[i]->mark;
+        return;
+    }
+    std::map<std::int64_t, std::int64_t> marks;
+    for (const LayoutCell* layout : former) {
+        for (const LayoutCell* each : leavesOf(*layout))
+            marks[each->pane] = each->mark;
+    }
+    for (LayoutCell* each : leaves) {
+        const auto mark = marks.find(each->pane);
+        each->mark = mark == marks.end() ? each->pane : mark->second;
+    }
 }
 
 std::optional<LayoutCell> Layout::settingSplit(const LayoutCell& root, std::string_view id, double ratio)

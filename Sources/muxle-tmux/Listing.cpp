@@ -96,7 +96,7 @@ std::string Listing::format(std::string_view numbers, const std::vector<std::str
 
 std::string Listing::sessionsCommand() const
 {
-    return "list-sessions -F " + format("#{session_id} #{session_activity}", {"session_name"});
+    return "list-sessions -F " + format("#{session_id} #{session_activity}", {"session_name", "@muxle_place"});
 }
 
 std::string Listing::windowsCommand() const
@@ -124,19 +124,24 @@ std::string Listing::clientsCommand() const
 std::string Listing::probeCommand()
 {
     return "display-message -p "
-        + quoted("#{S:#{session_id}#{session_name}:#{W:#{window_id}#{window_index}#{window_active}#{pane_id}"
-                 "#{window_activity}#{window_visible_layout}#{window_name}#{P:#{@agent}.#{@agent_session}."
-                 "#{@agent_status}.#{@muxle_name}.}}}");
+        + quoted(
+            "#{S:#{session_id}#{session_name}:#{@muxle_place}:#{W:#{window_id}#{window_index}#{window_active}#{pane_id}"
+            "#{window_activity}#{window_visible_layout}#{window_name}#{P:#{@agent}.#{@agent_session}."
+            "#{@agent_status}.#{@muxle_name}.}}}");
 }
 
 std::vector<ListedSession> Listing::sessions(std::string_view text) const
 {
     std::vector<ListedSession> list;
-    forEachRecord(text, recordMark, fieldMark, 1, [&](Words& words, std::vector<std::string> texts) {
+    forEachRecord(text, recordMark, fieldMark, 2, [&](Words& words, std::vector<std::string> texts) {
         ListedSession each;
         each.session = words.number();
         each.activity = words.number();
         each.name = std::move(texts[0]);
+        Words place(texts[1]);
+        each.place = place.number();
+        if (!place.areComplete())
+            each.place.reset();
         if (words.areComplete())
             list.push_back(std::move(each));
     });

@@ -13,6 +13,7 @@ struct ListedSession {
     std::int64_t session = 0;
     std::int64_t activity = 0;
     std::string name;
+    std::optional<std::int64_t> place; ///< Among the sessions, where a client has ordered them.
     bool operator==(const ListedSession&) const = default;
 };
 

@@ -84,8 +84,12 @@ JSON ModelJSON::tab(const Model& model, const WindowModel& window)
 {
     const auto isInside = [&](const PaneModel& pane) { return pane.window == window.number; };
     const SessionModel* session = model.session(window.session);
+    const auto isBefore = [&](const WindowModel& each) {
+        return each.session == window.session && each.index < window.index;
+    };
+    const auto place = std::count_if(model.windows.begin(), model.windows.end(), isBefore);
     return JSON::object({{"tab_id", tabID(window.number)}, {"workspace_id", workspaceID(window.session)},
-        {"number", window.index}, {"label", window.name}, {"agent_status", nameOf(statusOf(model, isInside))},
+        {"number", place + 1}, {"label", window.name}, {"agent_status", nameOf(statusOf(model, isInside))},
         {"pane_count", std::count_if(model.panes.begin(), model.panes.end(), isInside)},
         {"focused", session && session->isFocused && session->activeWindow == window.number}});
 }

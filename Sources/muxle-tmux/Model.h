@@ -60,7 +60,7 @@ struct SessionModel {
 };
 
 struct Model {
-    std::vector<SessionModel> sessions; ///< By number.
+    std::vector<SessionModel> sessions; ///< In their order.
     std::vector<WindowModel> windows; ///< By session, then by index.
     std::vector<PaneModel> panes; ///< By window as above, then in the window's order.
     std::string server; ///< Tells one run of a tmux server from another; empty when there is none.

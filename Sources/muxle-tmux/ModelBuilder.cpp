@@ -5,6 +5,7 @@
 #include "muxle-tmux/AgentCommand.h"
 #include "muxle-tmux/ProcessTable.h"
 #include <algorithm>
+#include <limits>
 #include <tuple>
 
 namespace tarnel::tmux {
@@ -107,6 +108,7 @@ bool ModelBuilder::isWarm(Clock::Instant now) const
 void ModelBuilder::forgetAll()
 {
     states.clear();
+    layouts.clear();
     focusedSession.reset();
     focusRequest.reset();
     requestedPane.reset();
@@ -141,10 +143,16 @@ Model ModelBuilder::build(const Survey& survey, const std::function<std::string(
 
 void ModelBuilder::buildSessions(const Survey& survey, Model& model)
 {
+    static constexpr auto behindAll = std::numeric_limits<std::int64_t>::max();
+    std::vector<const ListedSession*> sessions;
     for (const ListedSession& each : survey.sessions)
-        model.sessions.push_back({.number = each.session, .name = each.name});
-    std::sort(model.sessions.begin(), model.sessions.end(),
-        [](const SessionModel& a, const SessionModel& b) { return a.number < b.number; });
+        sessions.push_back(&each);
+    std::sort(sessions.begin(), sessions.end(), [](const ListedSession* a, const ListedSession* b) {
+        return std::pair(a->place.value_or(behindAll), a->session)
+            < std::pair(b->place.value_or(behindAll), b->session);
+    });
+    for (const ListedSession* each : sessions)
+        model.sessions.push_back({.number = each->session, .name = each->name});
     for (SessionModel& session : model.sessions) {
         for (const ListedWindow& each : survey.windows) {
             if (each.session == session.number && each.isActive)
@@ -155,10 +163,15 @@ void ModelBuilder::buildSessions(const Survey& survey, Model& model)
 
 void ModelBuilder::buildWindows(const Survey& survey, Model& model)
 {
+    std::vector<const LayoutCell*> former;
+    for (const auto& each : layouts)
+        former.push_back(&each.second);
     for (const auto& [number, place] : placesOf(survey.windows)) {
         auto layout = Layout::parse(place->layout);
         if (!layout)
             continue; // cannot be, short of a form of layouts that we do not know
+        const auto known = layouts.find(number);
+        Layout::takeMarks(*layout, former, known == layouts.end() ? nullptr : &known->second);
         model.windows.push_back({.number = number,
             .session = place->session,
             .index = place->index,
@@ -167,6 +180,9 @@ void ModelBuilder::buildWindows(const Survey& survey, Model& model)
             .activePane = place->activePane,
             .layout = *std::move(layout)});
     }
+    layouts.clear();
+    for (const WindowModel& each : model.windows)
+        layouts[each.number] = each.layout;
     std::sort(model.windows.begin(), model.windows.end(), [](const WindowModel& a, const WindowModel& b) {
         return std::tie(a.session, a.index, a.number) < std::tie(b.session, b.index, b.number);
     });

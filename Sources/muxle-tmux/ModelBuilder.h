@@ -91,6 +91,7 @@ private:
     AgentInspector inspector;
     std::string server;
     std::map<std::int64_t, PaneState> states; // by pane
+    std::map<std::int64_t, LayoutCell> layouts; // by window
     std::int64_t statusChanges = 0; // on this and all former servers
     std::int64_t lastSurveySecond = 0;
     bool isUnsettled = false; // more may have been written in the second of the last survey

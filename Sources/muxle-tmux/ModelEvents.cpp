@@ -36,6 +36,25 @@ void sessionEvents(const SessionModel* old, const SessionModel& now, Events& eve
         add(events, "workspace.renamed", now)["label"] = now.name;
 }
 
+/// Tells of the workspaces that are in both models, and before or behind others of those than they were.
+void orderEvents(const Model& before, const Model& after, Events& events)
+{
+    std::vector<const SessionModel*> old;
+    std::vector<const SessionModel*> now;
+    for (const SessionModel& each : before.sessions) {
+        if (after.session(each.number))
+            old.push_back(&each);
+    }
+    for (const SessionModel& each : after.sessions) {
+        if (before.session(each.number))
+            now.push_back(&each);
+    }
+    for (std::size_t i = 0; i < now.size(); ++i) {
+        if (now[i]->number != old[i]->number)
+            add(events, "workspace.reordered", *now[i]);
+    }
+}
+
 void windowEvents(const WindowModel* old, const WindowModel& now, Events& events)
 {
     if (!old)
@@ -122,6 +141,7 @@ std::vector<JSON::Object> eventsBetween(const Model& before, const Model& after)
     }
     for (const SessionModel& now : after.sessions)
         sessionEvents(before.session(now.number), now, events);
+    orderEvents(before, after, events);
     for (const WindowModel& now : after.windows)
         windowEvents(before.window(now.number), now, events);
     for (const PaneModel& now : after.panes)

@@ -1,8 +1,6 @@
-#include "EndToEnd/DemoWorld.h"
-#include "Support/Eventually.h"
+#include "EndToEnd/Commander.h"
 #include "TarnelCore/Base/Files.h"
 #include <gmock/gmock.h>
-#include <thread>
 
 namespace tarnel {
 
@@ -11,71 +9,6 @@ namespace {
 using testing::ElementsAre;
 using testing::MatchesRegex;
 using Status = CommandReply::Status;
-
-/// A client that sends commands and keeps what it is told of them.
-class Commander {
-public:
-    explicit Commander(const std::string& socketPath)
-        : client(socketPath)
-        , thread([this] {
-            client.subscribe({.onOpen =
-                                  [this](const std::shared_ptr<DaemonLink>& opened) {
-                                      MutexLock lock(mutex);
-                                      link = opened;
-                                  },
-                .onReply =
-                    [this](const CommandReply& reply) {
-                        MutexLock lock(mutex);
-                        replies.push_back(reply);
-                    }});
-        })
-    {
-        eventually([&] { return !!opened(); }, patience);
-    }
-    ~Commander()
-    {
-        opened()->close();
-        thread.join();
-    }
-    Commander(const Commander&) = delete;
-    Commander& operator=(const Commander&) = delete;
-
-    void send(const std::string& id, CommandAction action) { opened()->send({id, std::move(action)}); }
-
-    /// The next reply; one that says so when none comes in time.
-    CommandReply next()
-    {
-        const std::size_t index = seen++;
-        eventually([&] { return count() > index; }, patience);
-        MutexLock lock(mutex);
-        return index < replies.size() ? replies[index] : CommandReply{.id = "no reply in time"};
-    }
-
-private:
-    std::shared_ptr<DaemonLink> opened()
-    {
-        MutexLock lock(mutex);
-        return link;
-    }
-    std::size_t count()
-    {
-        MutexLock lock(mutex);
-        return replies.size();
-    }
-
-    DaemonClient client;
-    std::size_t seen = 0;
-    Mutex mutex;
-    std::shared_ptr<DaemonLink> link TARNEL_GUARDED_BY(mutex);
-    std::vector<CommandReply> replies TARNEL_GUARDED_BY(mutex);
-    std::thread thread;
-};
-
-/// A reply's id and status in a word.
-std::string brief(const CommandReply& reply)
-{
-    return reply.id + " " + std::string(nameOf(reply.status)) + (reply.error ? " " + *reply.error : "");
-}
 
 std::string draft(DemoWorld& world, const std::string& pane)
 {

@@ -32,8 +32,8 @@ TEST(MuxleTmuxLayout, readsWhatItWrites)
 TEST(MuxleTmuxLayout, findsPanesAndSplits)
 {
     const LayoutCell layout = *Layout::parse(nested);
-    const std::vector<PaneFrame> panes{{"p1", {0, 0, 20, 24}}, {"p6", {21, 0, 19, 24}}, {"p3", {41, 0, 19, 12}},
-        {"p5", {61, 0, 19, 12}}, {"p4", {41, 13, 39, 11}}};
+    const std::vector<PaneFrame> panes{{"p1", {0, 0, 20, 24}}, {"p3", {41, 0, 19, 12}}, {"p4", {41, 13, 39, 11}},
+        {"p5", {61, 0, 19, 12}}, {"p6", {21, 0, 19, 24}}};
     EXPECT_EQ(Layout::panes(layout), panes);
     const std::vector<LayoutSplit> splits{{"s1", "right", 21.0 / 80, {0, 0, 80, 24}},
         {"s6", "right", 20.0 / 59, {21, 0, 59, 24}}, {"s5", "down", 13.0 / 24, {41, 0, 39, 24}},
@@ -100,6 +100,36 @@ TEST(MuxleTmuxLayout, setsSplits)
         const auto changed = Layout::settingSplit(*narrow, "s1", ratio);
         expectSound(*changed); // no room to move
         EXPECT_EQ(*changed, *narrow);
+    }
+}
+
+TEST(MuxleTmuxLayout, keepsTheIdsOfBorders)
+{
+    struct Case {
+        const char* what;
+        const char* layout;
+        std::vector<std::string> splits;
+    };
+    // One after another, from a row of p1, p2 and p3 on.
+    const Case cases[] = {
+        {"two panes change places", "0,29x9,0,0{9x9,0,0,2,9x9,10,0,1,9x9,20,0,3}", {"s1", "s2"}},
+        {"sizes change too", "0,29x9,0,0{9x9,0,0,3,5x9,10,0,1,13x9,16,0,2}", {"s1", "s2"}},
+        {"a pane comes", "0,29x9,0,0{9x9,0,0,3,9x9,10,0,1,4x9,20,0,4,4x9,25,0,2}", {"s1", "s2", "s4"}},
+        {"one of those that moved goes", "0,29x9,0,0{9x9,0,0,3,9x9,10,0,4,9x9,20,0,2}", {"s1", "s4"}},
+        {"another shape", "0,29x9,0,0{9x9,0,0,2,19x9,10,0[19x4,10,0,4,19x4,10,5,3]}", {"s3", "s4"}},
+    };
+    LayoutCell former = *Layout::parse("0,29x9,0,0{9x9,0,0,1,9x9,10,0,2,9x9,20,0,3}");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        LayoutCell now = *Layout::parse(c.layout);
+        Layout::takeMarks(now, {&former}, &former);
+        std::vector<std::string> splits;
+        for (const LayoutSplit& each : Layout::splits(now)) {
+            splits.push_back(each.id);
+            EXPECT_TRUE(Layout::settingSplit(now, each.id, 0.5));
+        }
+        EXPECT_EQ(splits, c.splits);
+        former = now;
     }
 }
 

@@ -132,6 +132,9 @@ TEST(MuxleTmuxModel, tellsWhatChanged)
             },
             {"pane.focused p8"}},
         {"a zoom", [](Model& m) { m.windows[0].isZoomed = true; }, {"layout.updated t4"}},
+        {"a workspace comes before another",
+            [](Model& m) { m.sessions.insert(m.sessions.begin(), {.number = 1, .name = "new"}); },
+            {"workspace.created w1"}},
         {"names",
             [](Model& m) {
                 m.windows[0].name = "x";
@@ -163,6 +166,13 @@ TEST(MuxleTmuxModel, tellsWhatChanged)
         }
         EXPECT_EQ(told, c.events);
     }
+    Model two = someModel();
+    two.sessions.push_back({.number = 1, .name = "other"});
+    Model reordered = two;
+    std::swap(reordered.sessions[0], reordered.sessions[1]);
+    const JSON::Object moved{{"event", "workspace.reordered"}, {"workspace_id", "w1"}};
+    const JSON::Object passed{{"event", "workspace.reordered"}, {"workspace_id", "w0"}};
+    EXPECT_EQ(eventsBetween(two, reordered), (std::vector{moved, passed}));
 }
 
 TEST(MuxleTmuxModel, stripsTitles)

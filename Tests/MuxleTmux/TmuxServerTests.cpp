@@ -295,7 +295,12 @@ TEST_F(MuxleTmuxServer, arrangesPanes)
     EXPECT_FALSE(layout("t0").zoomed);
 
     call("pane.swap", {{"pane_id", "p1"}, {"direction", "down"}});
-    EXPECT_EQ(layout("t0").panes[1].paneID, "p2");
+    EXPECT_EQ(layout("t0").panes[1].rect.y, 9);
+    EXPECT_EQ(layout("t0").focusedPaneID, "p1") << "which it was before";
+    call("pane.swap", {{"pane_id", "p0"}, {"with", "p1"}});
+    EXPECT_EQ(layout("t0").focusedPaneID, "p1");
+    EXPECT_EQ(layout("t0").splits->at(0).id, now.splits->at(0).id);
+    EXPECT_EQ(layout("t0").splits->at(1).id, now.splits->at(1).id);
     call("pane.rename", {{"pane_id", "p1"}, {"name", "#{x} \"it\""}});
     EXPECT_EQ(pane("p1")->name, "#{x} \"it\"");
     call("pane.rename", {{"pane_id", "p1"}, {"name", ""}});
@@ -322,8 +327,28 @@ TEST_F(MuxleTmuxServer, arrangesTabsAndWorkspaces)
     EXPECT_EQ(stringOf((*(*tabs["tabs"])[1])["tab_id"]), id);
     EXPECT_EQ(stringOf((*(*tabs["tabs"])[1])["label"]), "-x");
     EXPECT_EQ(stringOf((*(*tabs["tabs"])[1])["workspace_id"]), "w0");
-    call("tab.move", {{"tab_id", id}, {"index", 0}});
-    EXPECT_EQ(stringOf((*(*call("tab.list")["tabs"])[0])["tab_id"]), id);
+    tmux.run({"new-window", "-d", "-t", "work:7"});
+    const auto order = [&] {
+        return tmux.run({"list-windows", "-t", "work", "-F", "#I#{window_id}#{?window_active,*,}"});
+    };
+    ASSERT_EQ(order(), "0@0*\n1@2\n7@3");
+    struct Move {
+        const char* tab;
+        int index;
+        const char* order; // the indices and the window that is shown stay
+    };
+    for (const Move& c : {Move{"t3", 0, "0@3\n1@0*\n7@2"}, Move{"t0", 2, "0@3\n1@2\n7@0*"},
+             Move{"t0", 2, "0@3\n1@2\n7@0*"}, Move{"t2", 0, "0@2\n1@3\n7@0*"}}) {
+        const JSON moved = call("tab.move", {{"tab_id", c.tab}, {"index", c.index}});
+        EXPECT_EQ(order(), c.order);
+        EXPECT_EQ((*moved["tab"])["number"]->integer(), c.index + 1);
+    }
+    EXPECT_EQ(codeOf("tab.move", {{"tab_id", id}, {"index", 3}}), "invalid_params");
+    call("workspace.move", {{"workspace_id", space}, {"index", 0}});
+    EXPECT_EQ(client->workspaces().at(0).workspaceID, space);
+    EXPECT_EQ(client->workspaces().at(0).number, 1);
+    EXPECT_EQ(codeOf("workspace.move", {{"workspace_id", space}, {"index", 2}}), "invalid_params");
+    call("workspace.move", {{"workspace_id", space}, {"index", 1}});
     call("workspace.rename", {{"workspace_id", space}, {"name", "new name"}});
     EXPECT_EQ(client->workspaces().at(1).label, "new name");
     call("workspace.focus", {{"workspace_id", "w0"}});
