@@ -1,4 +1,5 @@
 #include "Tarnel/TarnelProgram.h"
+#include "TarnelCore/Base/Text.h"
 #include "tarnel/KeptOpener.h"
 #include <gmock/gmock.h>
 
@@ -108,9 +109,11 @@ TEST_F(TarnelProgramTest, eventsAndWatchOutliveTheDaemonAndSayNothingTwice)
         program->signal(SIGTERM);
         EXPECT_EQ(program->wait(), 0);
     }
-    EXPECT_EQ(countOf(watch.output(), "  p1  "), 1U) << watch.output();
-    EXPECT_EQ(countOf(watch.output(), "  p2  "), 1U) << watch.output();
-    EXPECT_EQ(countOf(watchJSON.output(), "\n"), 2U) << watchJSON.output();
+    // A look at the world in the middle of its change may show one more item: no line is told twice all the same.
+    EXPECT_EQ(countOf(watch.output(), "● Blocked  p1  "), 1U) << watch.output();
+    EXPECT_EQ(countOf(watch.output(), "● Blocked  p2  "), 1U) << watch.output();
+    for (const std::string_view line : Text::splitNonEmpty(watchJSON.output(), '\n'))
+        EXPECT_EQ(countOf(watchJSON.output(), line), 1U) << watchJSON.output();
     std::string last;
     for (std::size_t at = 0; at < events.output().size();) {
         const std::size_t end = events.output().find('\n', at);
