@@ -254,7 +254,7 @@ std::optional<std::string> TarnelDaemon::observe(
     const Params params(members);
     return PaneObservation::run(
         {id, params.requiredString("pane"), params.integer("cols"), params.integer("rows")}, engine.muxle(),
-        engine.machine(), processEnvironment(), *connection->lineSocket());
+        engine.machine(), processEnvironment(), *connection->channel());
 }
 
 std::string TarnelDaemon::result(const std::string& name, const JSON::Object& members)
