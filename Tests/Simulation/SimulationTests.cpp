@@ -1,0 +1,68 @@
+#include "Simulation/Simulation.h"
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace tarnel {
+
+namespace {
+
+#if defined(__SANITIZE_THREAD__)
+#define TARNEL_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define TARNEL_THREAD_SANITIZER
+#endif
+#endif
+
+constexpr std::uint64_t usualSeeds = 150;
+
+std::optional<std::uint64_t> number(const char* variable)
+{
+    const char* const text = std::getenv(variable);
+    return text ? std::optional(std::strtoull(text, nullptr, 10)) : std::nullopt;
+}
+
+/// TARNEL_SEED=n replays one seed and prints what happens; TARNEL_SEEDS=n runs that many.
+TEST(Simulation, nothingHappensTwiceOrGetsLost)
+{
+#if defined(TARNEL_THREAD_SANITIZER)
+    GTEST_SKIP() << "one thread, whose stacks the thread sanitizer does not follow";
+#endif
+    if (const auto seed = number("TARNEL_SEED")) {
+        const sim::Outcome outcome = sim::simulate(*seed, true);
+        EXPECT_FALSE(outcome.violation) << *outcome.violation;
+        return;
+    }
+    const std::uint64_t seeds = number("TARNEL_SEEDS").value_or(usualSeeds);
+    const auto began = std::chrono::steady_clock::now();
+    std::uint64_t turns = 0;
+    std::map<std::string, std::size_t> counts;
+    std::uint64_t failures = 0;
+    for (std::uint64_t seed = 1; seed <= seeds && failures < 10; ++seed) {
+        const sim::Outcome outcome = sim::simulate(seed);
+        turns += outcome.turns;
+        for (const auto& [what, count] : outcome.counts)
+            counts[what] += count;
+        if (outcome.violation) {
+            ++failures;
+            ADD_FAILURE() << *outcome.violation << "\nreplay with TARNEL_SEED=" << seed;
+        }
+    }
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+    std::printf("%llu seeds, %.0f interleavings a second", static_cast<unsigned long long>(seeds),
+        static_cast<double>(turns) / took.count());
+    for (const auto& [what, count] : counts)
+        std::printf("; %s: %zu", what.c_str(), count);
+    std::printf("\n");
+    for (const char* what :
+        {"answers applied", "answers unverified", "answers stale", "answers failed", "answers repeated",
+            "answers overtaken by another question", "faults", "inputs that came late", "prompts released",
+            "prompts received", "replies held", "replies queued", "replies done", "replies failed"})
+        EXPECT_GT(counts[what], 0u) << what << ": the simulation does not show what it is for";
+}
+
+} // namespace
+
+} // namespace tarnel
