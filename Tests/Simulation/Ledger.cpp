@@ -208,7 +208,8 @@ void Ledger::landed(Period& period, const Attempt& attempt, const std::string& l
         : *choice == "Deny"      ? label.starts_with("No")
         : *choice == "Allow"     ? label.starts_with("Yes")
                                  : true;
-    if (!isRight && label != attempt.answer->text)
+    const bool isOwnWords = attempt.answer->text && label.ends_with(*attempt.answer->text); // behind what stood there
+    if (!isRight && !isOwnWords)
         violation("answer " + attempt.id + ": " + *choice + " chose " + label);
 }
 

@@ -110,6 +110,8 @@ Scheduler::~Scheduler() = default;
 
 void Scheduler::start(Group group, std::string name, std::function<void()> body)
 {
+    if (isKilled())
+        return; // its process is no more
     auto guarded = [work = std::move(body)] {
         try {
             work();

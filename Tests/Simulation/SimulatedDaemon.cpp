@@ -34,7 +34,8 @@ SimulatedDaemon::SimulatedDaemon(
     , log{[](std::string_view) {}}
     , engine(MuxleClient(muxle), "studio", QueueOptions(), {.clock = clock, .home = std::move(home)})
     , refresher(engine, publisher, clock, log, clock.queues(),
-          {.beforePublish = [this](const MachineSnapshot& snapshot) { commands.agentsChanged(statuses(snapshot)); },
+          {.beforePublish = [this](const MachineSnapshot& snapshot,
+                                Clock::Instant asked) { commands.agentsChanged(statuses(snapshot), asked); },
               .afterPublish = [this](const MachineSnapshot& snapshot) { ledger.published(versionOf(snapshot)); }})
     , answers(engine, clock)
     , services{engine, publisher, refresher, answers, clock}
@@ -163,6 +164,8 @@ void SimulatedDaemon::submit(const std::shared_ptr<Connection>& connection, Comm
     const std::string id = command.id;
     ledger.submitting(command);
     commands.submit(std::move(command), [this, client = std::weak_ptr(connection)](const CommandReply& reply) {
+        if (isStopping)
+            return; // all connections are closed
         ledger.replied(reply);
         JSON line = JSON::object({{"event", "command"}, {"reply", jsonValue(reply)}});
         (*line.object())["published"] = ledger.lastPublished(); // what the client must have been shown before

@@ -37,7 +37,14 @@ JSON SimulatedMuxle::request(std::string_view name, const JSON::Object& params, 
         throw Scheduler::Killed();
     if (faultRate > 0 && random.oneIn(faultRate))
         return withFault(method, params, limit, attempt);
-    JSON result = perform(method, params, attempt);
+    JSON result;
+    try {
+        result = perform(method, params, attempt);
+    } catch (const MuxleError&) {
+        if (attempt)
+            attempt->isFaulty = true; // the pane has been closed
+        throw;
+    }
     if (random.oneIn(3)) // an answer that takes its time
         scheduler.sleep(
             std::min<std::chrono::nanoseconds>(random.between(0ms, random.oneIn(8) ? 3s : 60ms), limit / 2));
