@@ -189,7 +189,10 @@ void Ledger::landed(Period& period, const Attempt& attempt, const std::string& l
     if (!meant || !attempt.agentsListed)
         return;
     trace("answer ", attempt.id, " for question ", meant->number, " landed in question ", period.number, ": ", label);
-    if (meant != &period) {
+    // A question that comes again in one state of the agent is the same item: nothing tells the two apart.
+    const bool isSame =
+        meant == &period || (meant->text == period.text && meant->stateChangeSeq == period.stateChangeSeq);
+    if (!isSame) {
         // The question may change between the last look and the key: nobody can prevent that, so the question only has
         // to be there when the answer began to look. The status is looked at first, the rest after the workspaces.
         const Moment looked =

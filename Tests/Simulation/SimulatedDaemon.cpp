@@ -70,7 +70,8 @@ void SimulatedDaemon::stop()
 {
     isStopping = true;
     scheduler.wake(&isStopping);
-    for (const auto& connection : connections)
+    const auto ending = connections; // they leave meanwhile
+    for (const auto& connection : ending)
         connection->close();
     refresher.stop();
     while (working > 0)
