@@ -49,7 +49,7 @@ struct Attempt {
 
     // What the multiplexer saw of it.
     std::optional<Moment> agentsListed; ///< The first list of agents that it was given.
-    std::optional<Moment> spacesListed; ///< The list of workspaces, asked just before the record is read.
+    std::optional<Moment> spacesListed; ///< When it asked for the workspaces, just before the record is read.
     Moment lastListed = 0; ///< The latest list of agents, even a failed one.
     bool isLastListFailed = false;
     std::vector<std::string> inputs; ///< All that it sent: "keys 2", "text hello", "prompt go on".
@@ -93,6 +93,7 @@ public:
     // The daemon's side.
     [[nodiscard]] std::size_t life() const { return lifeNumber; }
     void daemonStarted();
+    void daemonEnded() { ++lifeNumber; } ///< What was under way never ends.
     Attempt& begin(Attempt attempt);
     void end(Attempt& attempt);
     void submitting(const Command& command); ///< Before the executor is given the command,

@@ -132,7 +132,7 @@ std::shared_ptr<Link> SimulatedDaemon::connect()
         return link;
     }
     const auto connection = std::make_shared<Connection>(link, Connection::Limits(), scheduler.queues());
-    connections.insert(connection);
+    connections.push_back(connection);
     work("tarneld.client", [this, connection] { serve(connection); });
     return link;
 }
@@ -147,7 +147,7 @@ void SimulatedDaemon::serve(const std::shared_ptr<Connection>& connection)
     }
     publisher.unsubscribe(connection);
     connection->finish();
-    connections.erase(connection);
+    std::erase(connections, connection);
 }
 
 void SimulatedDaemon::answerLine(const std::shared_ptr<Connection>& connection, const std::string& line)

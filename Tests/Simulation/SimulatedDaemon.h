@@ -10,8 +10,8 @@
 #include "TarnelCore/Daemon/Refresher.h"
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
+#include <vector>
 
 namespace tarnel::sim {
 
@@ -49,7 +49,7 @@ private:
     DaemonServices services;
     CommandActions actions;
     CommandExecutor commands;
-    std::set<std::shared_ptr<Connection>> connections;
+    std::vector<std::shared_ptr<Connection>> connections;
     std::size_t working = 0; // activities that use the above
     bool isStopping = false;
 };

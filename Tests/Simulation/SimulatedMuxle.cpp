@@ -29,6 +29,8 @@ JSON SimulatedMuxle::request(std::string_view name, const JSON::Object& params, 
         attempt->lastListed = ledger.tick();
         attempt->isLastListFailed = true;
     }
+    if (attempt && method == "workspace.list" && !attempt->spacesListed)
+        attempt->spacesListed = ledger.tick();
     if (method == "session.snapshot" || method == "pane.list")
         ledger.listingBegan();
     const auto limit = std::chrono::duration_cast<std::chrono::nanoseconds>(timeout);
@@ -76,7 +78,9 @@ JSON SimulatedMuxle::withFault(
         (void)perform(method, params, attempt);
         scheduler.sleep(timeout);
         throw SocketError::io(EAGAIN);
-    default: // done when nobody waits for it any more
+    default: // done when nobody waits for it any more, so that a list tells the attempt nothing
+        if (method.ends_with(".list"))
+            attempt = nullptr;
         scheduler.after(timeout + random.between(0ms, 3s), [this, method, params, attempt] {
             try {
                 (void)perform(method, params, attempt);
@@ -113,11 +117,8 @@ JSON SimulatedMuxle::perform(const std::string& method, const JSON::Object& para
             attempt->agentsListed = ledger.tick();
         return world.panes().agentList();
     }
-    if (method == "workspace.list") {
-        if (attempt && !attempt->spacesListed)
-            attempt->spacesListed = ledger.tick();
+    if (method == "workspace.list")
         return world.panes().workspaceList();
-    }
     if (method == "session.snapshot")
         return world.panes().sessionSnapshot();
     if (method == "pane.list")

@@ -66,6 +66,7 @@ private:
         if (random.oneIn(2)) {
             ledger.trace("the daemon is killed");
             scheduler.kill(Scheduler::Group::daemon);
+            ledger.daemonEnded();
             std::exchange(daemon, nullptr).reset();
         } else {
             endDaemon();
