@@ -8,11 +8,12 @@ namespace {
 using namespace std::chrono_literals;
 
 const std::string machine = "studio";
+const std::string subscription = R"({"id":1,"method":"subscribe"})";
 constexpr std::size_t settledKept = 8;
 
-JSON requestLine(const char* method, JSON params)
+std::string commandLine(const Command& command)
 {
-    return JSON::object({{"id", 1}, {"method", method}, {"params", std::move(params)}});
+    return JSON::object({{"id", 1}, {"method", "command"}, {"params", jsonValue(command)}}).serialized();
 }
 
 } // namespace
@@ -47,7 +48,7 @@ void Client::stayConnected()
         link = there->connect();
         shown = 0;
         traffic.clear();
-        link->send(requestLine("subscribe", JSON::Object()).serialized());
+        link->send(subscription);
         for (const Command& command : outbox.unfinished(machine))
             send(command);
         while (const auto line = link->receive()) {
@@ -80,9 +81,10 @@ void Client::receiveReply(const CommandReply& reply, std::int64_t published)
     if (shown < published)
         ledger.violation(name + " is sent the reply to " + reply.id + " before the snapshot that shows its effect");
     const auto entry = outbox.record(reply);
-    if (!reply.isFinal())
-        return;
     Traffic& counted = traffic[reply.id];
+    counted.isHeld = !reply.isFinal();
+    if (counted.isHeld)
+        return;
     if (++counted.finals > counted.submissions)
         ledger.violation(name + " is sent a reply to " + reply.id + " twice");
     if (!entry)
@@ -97,15 +99,14 @@ std::string Client::missing() const
 {
     if (!link || !link->isOpen())
         return name + " has no connection";
-    for (const Outbox::Entry& entry : outbox.entries()) {
-        // What is held for a pane that is gone stays so.
-        const auto pane = paneOf(entry.command.action);
-        if (entry.status != CommandReply::Status::held || world.has(*pane))
-            return name + " has no final reply to " + entry.command.id;
-    }
     for (const auto& [id, counted] : traffic) {
-        if (counted.finals < counted.submissions && !outbox.contains(id))
+        // What is held for a pane that is gone stays so.
+        if (counted.finals < counted.submissions && (!counted.isHeld || world.has(*counted.pane)))
             return name + " has no reply to " + id + " for each time it was sent";
+    }
+    for (const Command& command : outbox.unfinished(machine)) {
+        if (const auto sent = traffic.find(command.id); sent == traffic.end() || !sent->second.isHeld)
+            return name + " has no final reply to " + command.id;
     }
     return shown < world.version() ? name + " was not sent the last snapshot" : "";
 }
@@ -114,8 +115,10 @@ void Client::send(const Command& command)
 {
     if (!link || !link->isOpen())
         return;
-    ++traffic[command.id].submissions;
-    link->send(requestLine("command", jsonValue(command)).serialized());
+    Traffic& counted = traffic[command.id];
+    ++counted.submissions;
+    counted.pane = paneOf(command.action);
+    link->send(commandLine(command));
 }
 
 void Client::submit(CommandAction action)
@@ -162,7 +165,9 @@ void Client::actOnce()
     case 8:
         return submit(MuxleAction{"workspace.rename", {{"label", nextID("label")}}});
     case 9:
-        if (random.oneIn(4))
+        if (link && random.oneIn(2))
+            link->send(subscription); // which sends the present snapshot once more
+        else if (random.oneIn(2))
             submit(MuxleAction{"pane.close", {{"pane_id", pane}}});
         return;
     case 10: // what is settled or under way, once more

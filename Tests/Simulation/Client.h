@@ -31,6 +31,8 @@ private:
     struct Traffic {
         std::size_t submissions = 0;
         std::size_t finals = 0;
+        bool isHeld = false;
+        std::optional<std::string> pane;
     };
 
     void stayConnected();

@@ -194,9 +194,10 @@ void Ledger::landed(Period& period, const Attempt& attempt, const std::string& l
         meant == &period || (meant->text == period.text && meant->stateChangeSeq == period.stateChangeSeq);
     if (!isSame) {
         // The question may change between the last look and the key: nobody can prevent that, so the question only has
-        // to be there when the answer began to look. The status is looked at first, the rest after the workspaces.
-        const Moment looked =
-            meant->text == period.text ? *attempt.agentsListed : attempt.spacesListed.value_or(*attempt.agentsListed);
+        // to be there when the answer began to look. The status is looked at first, what is asked after the workspaces;
+        // the ends of two turns may have nothing by which they differ.
+        const bool isAlike = meant->text == period.text || attempt.answer->fingerprint.kind == AttentionKind::finished;
+        const Moment looked = isAlike ? *attempt.agentsListed : attempt.spacesListed.value_or(*attempt.agentsListed);
         if (meant->shownUntil < looked)
             violation("answer " + attempt.id + " for question " + std::to_string(meant->number) + " landed in question "
                 + std::to_string(period.number));
