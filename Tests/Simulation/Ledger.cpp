@@ -198,7 +198,12 @@ void Ledger::landed(Period& period, const Attempt& attempt, const std::string& l
         // the ends of two turns may have nothing by which they differ.
         const bool isAlike = meant->text == period.text || attempt.answer->fingerprint.kind == AttentionKind::finished;
         const Moment looked = isAlike ? *attempt.agentsListed : attempt.spacesListed.value_or(*attempt.agentsListed);
-        if (meant->shownUntil < looked)
+        Moment shownUntil = 0; // the last time that the same item was there
+        for (const Period& each : allPeriods) {
+            if (each.pane == meant->pane && each.text == meant->text && each.stateChangeSeq == meant->stateChangeSeq)
+                shownUntil = std::max(shownUntil, each.shownUntil);
+        }
+        if (shownUntil < looked)
             violation("answer " + attempt.id + " for question " + std::to_string(meant->number) + " landed in question "
                 + std::to_string(period.number));
         ++counts["answers overtaken by another question"];

@@ -10,6 +10,9 @@ namespace {
 
 /// One lock in so many lets others go first. All of them would, but most orders do not matter.
 constexpr std::size_t lockPauses = 3;
+/// And one in so many finds the machine too busy to go on for a while.
+constexpr std::size_t lockDelays = 50;
+constexpr std::chrono::milliseconds longestDelay{500};
 
 } // namespace
 
@@ -180,6 +183,9 @@ void Scheduler::kill(Group group)
         if (each->fiber.hasBegun() && each != running)
             resume(each);
     }
+    const Shared killer = std::exchange(running, nullptr); // who does not wait for what else goes with them
+    doomed.clear();
+    running = killer;
 }
 
 std::vector<std::string> Scheduler::names(Group group) const
@@ -287,7 +293,9 @@ void Scheduler::lock(const void* mutex)
 {
     // Never throws: locks are taken in destructors, too. What is killed goes on to its next wait.
     const auto mayWait = [this] { return running && !running->isKilled; };
-    if (mayWait() && random.oneIn(lockPauses)) {
+    if (mayWait() && random.oneIn(lockDelays)) {
+        block(nullptr, time + random.between(std::chrono::milliseconds(1), longestDelay));
+    } else if (mayWait() && random.oneIn(lockPauses)) {
         ready.push_back(running);
         running->fiber.suspend();
     }

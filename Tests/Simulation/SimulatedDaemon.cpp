@@ -8,6 +8,7 @@ using namespace std::chrono_literals;
 
 constexpr std::chrono::nanoseconds tickInterval = 2s;
 constexpr std::chrono::nanoseconds debounce = 150ms;
+constexpr std::chrono::nanoseconds afterAnswering = 100ms;
 
 std::map<std::string, AgentStatus> statuses(const MachineSnapshot& snapshot)
 {
@@ -38,7 +39,6 @@ SimulatedDaemon::SimulatedDaemon(
                                 Clock::Instant asked) { commands.agentsChanged(statuses(snapshot), asked); },
               .afterPublish = [this](const MachineSnapshot& snapshot) { ledger.published(versionOf(snapshot)); }})
     , answers(engine, clock)
-    , services{engine, publisher, refresher, answers, clock}
     , actions(engine, answers, clock, log)
     , commands({.run = [this](const Command& command) { return carryOut(Attempt::Kind::run, command); },
                    .deliver = [this](const Command& command) { return carryOut(Attempt::Kind::deliver, command); },
@@ -116,11 +116,10 @@ void SimulatedDaemon::answer(const std::string& id, const AnswerRequest& request
         Attempt& attempt = ledger.begin(
             {.kind = Attempt::Kind::answer, .id = id, .answer = request, .pane = request.fingerprint.paneID});
         scheduler.task() = &attempt;
-        const JSON params = jsonValue(request);
-        const std::string outcome = MethodTable::find("answer")->handle(services, Params(*params.object()));
-        attempt.answered = decode<AnswerOutcome>(JSON::parse(outcome));
+        attempt.answered = answers.answer(request);
         scheduler.task() = nullptr;
         ledger.end(attempt);
+        refresher.schedule(afterAnswering);
     });
 }
 

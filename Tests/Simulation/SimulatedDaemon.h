@@ -5,7 +5,6 @@
 #include "Simulation/SimulatedMuxle.h"
 #include "TarnelCore/Daemon/CommandActions.h"
 #include "TarnelCore/Daemon/Connection.h"
-#include "TarnelCore/Daemon/MethodTable.h"
 #include "TarnelCore/Daemon/Publisher.h"
 #include "TarnelCore/Daemon/Refresher.h"
 #include <functional>
@@ -46,7 +45,6 @@ private:
     Publisher publisher;
     Refresher refresher;
     AnswerGuard answers;
-    DaemonServices services;
     CommandActions actions;
     CommandExecutor commands;
     std::vector<std::shared_ptr<Connection>> connections;

@@ -29,6 +29,8 @@ JSON SimulatedMuxle::request(std::string_view name, const JSON::Object& params, 
         attempt->lastListed = ledger.tick();
         attempt->isLastListFailed = true;
     }
+    if (attempt)
+        ledger.trace(attempt->id, " asks for ", method);
     if (attempt && method == "workspace.list" && !attempt->spacesListed)
         attempt->spacesListed = ledger.tick();
     if (method == "session.snapshot" || method == "pane.list")

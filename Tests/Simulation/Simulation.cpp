@@ -65,9 +65,9 @@ private:
     {
         if (random.oneIn(2)) {
             ledger.trace("the daemon is killed");
+            const auto dead = std::exchange(daemon, nullptr);
             scheduler.kill(Scheduler::Group::daemon);
             ledger.daemonEnded();
-            std::exchange(daemon, nullptr).reset();
         } else {
             endDaemon();
         }

@@ -39,14 +39,14 @@ public:
 /// `std::mutex` with the attributes that the analysis needs.
 class TARNEL_ATTRIBUTE(capability("mutex")) Mutex {
 public:
-    void lock() TARNEL_ATTRIBUTE(acquire_capability()) 
+    void lock() TARNEL_ATTRIBUTE(acquire_capability())
     {
         if (Locking* const other = Locking::current)
             other->lock(this);
         else
             native.lock();
     }
-    void unlock() TARNEL_ATTRIBUTE(release_capability()) 
+    void unlock() TARNEL_ATTRIBUTE(release_capability())
     {
         if (Locking* const other = Locking::current)
             other->unlock(this);
