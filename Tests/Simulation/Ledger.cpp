@@ -80,18 +80,13 @@ const Period* Ledger::intention(const std::string& id) const
 
 const Period* Ledger::meant(const AttentionItem& item, const std::string& encodedItem) const
 {
-    const Period* latest = nullptr;
-    std::size_t candidates = 0;
     for (auto each = allPeriods.rbegin(); each != allPeriods.rend(); ++each) {
-        if (each->pane != item.fingerprint.paneID || encodedItem.find(each->text) == encodedItem.npos)
-            continue;
-        if (each->stateChangeSeq == item.fingerprint.stateChangeSeq)
+        const bool isThere =
+            each->pane == item.fingerprint.paneID && each->stateChangeSeq == item.fingerprint.stateChangeSeq;
+        if (isThere && encodedItem.find(each->text) != encodedItem.npos)
             return &*each;
-        ++candidates;
-        latest = latest ? latest : &*each;
     }
-    // A list that is older than the record: what the user reads counts.
-    return candidates == 1 ? latest : nullptr;
+    return nullptr; // status and content of different moments, which no later look will find again
 }
 
 void Ledger::isFree(const std::string& pane, bool isSo)
