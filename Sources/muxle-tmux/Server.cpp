@@ -214,7 +214,7 @@ JSON Server::observe(Client& client, const Params& params, std::function<void()>
     afterwards = [this, &client, number, session] {
         client.observer = std::make_unique<Observer>(
             monitor->address(), number, session,
-            [&client](const JSON& line) { client.connection.lineSocket()->writeJSON(line); },
+            [&client](const JSON& line) { client.connection.channel()->writeJSON(line); },
             [&client] { client.connection.close(); });
     };
     return JSON::object({{"observing", paneID(number)}});

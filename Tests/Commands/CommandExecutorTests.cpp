@@ -249,6 +249,23 @@ TEST(CommandExecutor, releasesHeldPromptsOneATurn)
     EXPECT_EQ(world.executor.heldMessages("q"), Words{"other"});
 }
 
+TEST(CommandExecutor, releasesByNoStatusThatIsOlderThanTheHold)
+{
+    World world;
+    world.onRun = [] { return CommandExecutor::Hold{}; };
+    world.clock.sleep(1s);
+    const Clock::Instant before = world.clock.elapsed();
+    world.submit(prompt("a", "p"));
+    world.stepAll();
+    world.takeLog();
+    world.executor.agentsChanged({{"p", AgentStatus::idle}}, before); // it has begun to work since
+    world.stepAll();
+    EXPECT_EQ(world.takeLog(), Words{});
+    world.executor.agentsChanged({{"p", AgentStatus::idle}}, before + 1ms);
+    world.stepAll();
+    EXPECT_EQ(world.takeLog(), (Words{"deliver a", "publish", "a done"}));
+}
+
 TEST(CommandExecutor, sendsAHeldPromptNowBehindItsLane)
 {
     World world;

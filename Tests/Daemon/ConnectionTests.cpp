@@ -1,4 +1,5 @@
 #include "TarnelCore/Daemon/Connection.h"
+#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <array>
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -1,5 +1,6 @@
 // TarnelCore/Base/Mutex.h: a mutex, a lock and a condition that clang's thread-safety analysis can follow.
 #pragma once
+#include <cassert>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -19,11 +20,39 @@
 
 namespace tarnel {
 
+/// Takes the place of the system's mutexes and conditions on a thread that runs several activities by turns, so that a
+/// simulation decides who goes on whenever one of them locks or waits.
+class Locking {
+public:
+    virtual ~Locking() = default;
+
+    virtual void lock(const void* mutex) = 0; ///< Returns once no other activity has it.
+    virtual void unlock(const void* mutex) noexcept = 0;
+    /// Gives the mutex up until the condition is notified.
+    virtual void wait(const void* condition, const void* mutex) = 0;
+    virtual void notify(const void* condition, bool isForAll) noexcept = 0;
+
+    /// Of the calling thread; null for the system's. Changes only while the thread holds no lock.
+    static inline constinit thread_local Locking* current = nullptr;
+};
+
 /// `std::mutex` with the attributes that the analysis needs.
 class TARNEL_ATTRIBUTE(capability("mutex")) Mutex {
 public:
-    void lock() TARNEL_ATTRIBUTE(acquire_capability()) { native.lock(); }
-    void unlock() TARNEL_ATTRIBUTE(release_capability()) { native.unlock(); }
+    void lock() TARNEL_ATTRIBUTE(acquire_capability())
+    {
+        if (Locking* const other = Locking::current)
+            other->lock(this);
+        else
+            native.lock();
+    }
+    void unlock() TARNEL_ATTRIBUTE(release_capability())
+    {
+        if (Locking* const other = Locking::current)
+            other->unlock(this);
+        else
+            native.unlock();
+    }
 
 private:
     friend class Condition;
@@ -51,22 +80,37 @@ class Condition {
 public:
     void wait(Mutex& mutex) TARNEL_REQUIRES(mutex)
     {
+        if (Locking* const other = Locking::current)
+            return other->wait(this, &mutex);
         std::unique_lock<std::mutex> borrowed(mutex.native, std::adopt_lock);
         changed.wait(borrowed);
         borrowed.release();
     }
 
-    /// Returns false when `deadline` has passed.
+    /// Returns false when `deadline` has passed, which is one of the machine's own clock: not for simulations.
     bool waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) TARNEL_REQUIRES(mutex)
     {
+        assert(!Locking::current && "only the system's threads wait for the machine's clock");
         std::unique_lock<std::mutex> borrowed(mutex.native, std::adopt_lock);
         const bool inTime = changed.wait_until(borrowed, deadline) == std::cv_status::no_timeout;
         borrowed.release();
         return inTime;
     }
 
-    void notifyOne() { changed.notify_one(); }
-    void notifyAll() { changed.notify_all(); }
+    void notifyOne()
+    {
+        if (Locking* const other = Locking::current)
+            other->notify(this, false);
+        else
+            changed.notify_one();
+    }
+    void notifyAll()
+    {
+        if (Locking* const other = Locking::current)
+            other->notify(this, true);
+        else
+            changed.notify_all();
+    }
 
 private:
     std::condition_variable changed;

@@ -82,7 +82,7 @@ void CommandExecutor::submit(Command command, ReplyCallback reply)
         start(std::move(job));
 }
 
-void CommandExecutor::agentsChanged(const std::map<std::string, AgentStatus>& statuses)
+void CommandExecutor::agentsChanged(const std::map<std::string, AgentStatus>& statuses, Clock::Instant asked)
 {
     Queues retired;
     std::vector<Job> jobs;
@@ -99,10 +99,10 @@ void CommandExecutor::agentsChanged(const std::map<std::string, AgentStatus>& st
             if (mayLag && released.contains(pane))
                 continue;
             released.erase(pane);
-            if (!isFree(status))
+            if (!isFree(status) || commands.front().since >= asked)
                 continue;
             released[pane] = now;
-            SharedCommand command = std::move(commands.front());
+            SharedCommand command = std::move(commands.front().command);
             commands.pop_front();
             auto first = lanesOf(command->action).front();
             jobs.push_back(makeJob(std::move(command), operations.deliver, {std::move(first)}, retired));
@@ -123,11 +123,11 @@ void CommandExecutor::sendNow(std::string_view id)
             return;
         for (auto pane = held.begin(); pane != held.end(); ++pane) {
             auto& commands = pane->second;
-            const auto found = std::ranges::find(commands, id, [](const auto& each) { return each->id; });
+            const auto found = std::ranges::find(commands, id, [](const Held& each) { return each.command->id; });
             if (found == commands.end())
                 continue;
-            auto first = lanesOf((*found)->action).front();
-            job = makeJob(std::move(*found), operations.deliver, {std::move(first)}, retired);
+            auto first = lanesOf(found->command->action).front();
+            job = makeJob(std::move(found->command), operations.deliver, {std::move(first)}, retired);
             commands.erase(found);
             if (commands.empty())
                 held.erase(pane);
@@ -143,8 +143,8 @@ std::vector<std::string> CommandExecutor::heldMessages(const std::string& pane) 
     std::vector<std::string> ids;
     MutexLock lock(mutex);
     if (const auto found = held.find(pane); found != held.end()) {
-        for (const SharedCommand& command : found->second)
-            ids.push_back(command->id);
+        for (const Held& each : found->second)
+            ids.push_back(each.command->id);
     }
     return ids;
 }
@@ -230,7 +230,7 @@ void CommandExecutor::hold(const SharedCommand& command)
     std::vector<ReplyCallback> callbacks;
     {
         MutexLock lock(mutex);
-        held[paneOf(command->action).value_or("")].push_back(command);
+        held[paneOf(command->action).value_or("")].push_back({command, clock.elapsed()});
         callbacks = waiting[command->id];
     }
     for (const ReplyCallback& callback : callbacks)
@@ -295,7 +295,7 @@ bool CommandExecutor::hasStopped() const
 bool CommandExecutor::isHeld(std::string_view id) const
 {
     return std::ranges::any_of(held, [&](const auto& pane) {
-        return std::ranges::any_of(pane.second, [&](const SharedCommand& command) { return command->id == id; });
+        return std::ranges::any_of(pane.second, [&](const Held& each) { return each.command->id == id; });
     });
 }
 

@@ -57,7 +57,9 @@ public:
 
     /// Releases, for each pane whose agent has become free, the prompt that was held first. The next one follows when
     /// the agent has been seen at work in between, or after 10 seconds: a prompt takes a moment to show.
-    void agentsChanged(const std::map<std::string, AgentStatus>& statuses) TARNEL_EXCLUDES(mutex);
+    /// `asked` is when the statuses were asked for: they tell nothing of the agents of prompts that were held after it.
+    void agentsChanged(const std::map<std::string, AgentStatus>& statuses, Clock::Instant asked = Clock::Instant::max())
+        TARNEL_EXCLUDES(mutex);
 
     /// Releases the held prompt of the command `id` whatever its agent does. Nothing happens to any other id.
     void sendNow(std::string_view id) TARNEL_EXCLUDES(mutex);
@@ -72,6 +74,10 @@ private:
     using SharedCommand = std::shared_ptr<const Command>;
     using Queues = std::vector<std::unique_ptr<SerialQueue>>;
 
+    struct Held {
+        SharedCommand command;
+        Clock::Instant since;
+    };
     struct Lane {
         std::unique_ptr<SerialQueue> queue;
         std::size_t users = 0; // jobs that may still touch the queue
@@ -107,7 +113,7 @@ private:
     std::map<std::string, std::vector<ReplyCallback>, std::less<>> waiting TARNEL_GUARDED_BY(mutex); // by command id
     std::map<std::string, std::shared_ptr<const CommandReply>, std::less<>> finished TARNEL_GUARDED_BY(mutex);
     std::deque<std::string> finishedOrder TARNEL_GUARDED_BY(mutex); // the ids of `finished`, oldest first
-    std::map<std::string, std::deque<SharedCommand>> held TARNEL_GUARDED_BY(mutex); // by pane, none empty
+    std::map<std::string, std::deque<Held>> held TARNEL_GUARDED_BY(mutex); // by pane, none empty
     std::map<std::string, Clock::Instant> released TARNEL_GUARDED_BY(mutex); // by pane, its last release
     std::vector<CommandReply> unconfirmed TARNEL_GUARDED_BY(mutex); // they wait for the next snapshot
     bool isConfirming TARNEL_GUARDED_BY(mutex) = false;

@@ -1,21 +1,17 @@
 #include "TarnelCore/Daemon/Connection.h"
-#include "TarnelCore/Base/Thread.h"
 #include <algorithm>
+#include <utility>
 
 namespace tarnel {
 
-Connection::Connection(std::shared_ptr<LineSocket> connected, Limits given)
+Connection::Connection(std::shared_ptr<LineChannel> connected, Limits given, SerialQueueFactory factory)
     : socket(std::move(connected))
     , limits(given)
+    , makeQueue(std::move(factory))
 {
 }
 
-Connection::~Connection()
-{
-    close();
-    if (writer.joinable())
-        writer.join();
-}
+Connection::~Connection() { close(); }
 
 void Connection::reply(std::string_view line) noexcept
 {
@@ -28,10 +24,12 @@ void Connection::reply(std::string_view line) noexcept
 
 void Connection::startPushing()
 {
-    if (writer.joinable())
+    if (writer)
         return;
     socket->setWriteTimeout(limits.stall);
-    writer = std::thread([this] { writeLines(); });
+    auto queue = makeQueue("tarneld.push");
+    queue->dispatch([this] { writeLines(); });
+    writer = std::move(queue); // last: without a thread for it, it can be tried again
 }
 
 void Connection::pushSnapshot(Line line, std::uint64_t version)
@@ -81,7 +79,6 @@ Connection::Line Connection::nextLine()
 
 void Connection::writeLines()
 {
-    setThreadName("tarneld.push");
     while (const Line line = nextLine()) {
         try {
             socket->writeLine(*line);
@@ -98,8 +95,7 @@ void Connection::finish() noexcept
         isEnding = true;
     }
     changed.notifyAll();
-    if (writer.joinable())
-        writer.join();
+    writer.reset(); // which waits for it
     close();
 }
 

@@ -1,14 +1,15 @@
 // TarnelCore/Daemon/Connection.h: one client of the daemon.
 #pragma once
 #include "TarnelCore/Base/Mutex.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
+#include "TarnelCore/Base/SerialQueue.h"
+#include "TarnelCore/UnixSocket/LineChannel.h"
+#include "TarnelCore/UnixSocket/SocketError.h"
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 
 namespace tarnel {
 
@@ -28,11 +29,12 @@ public:
         std::size_t eventBytes = std::size_t{8} << 20; ///< Of events that wait.
     };
 
-    explicit Connection(std::shared_ptr<LineSocket> socket)
+    explicit Connection(std::shared_ptr<LineChannel> socket)
         : Connection(std::move(socket), Limits())
     {
     }
-    Connection(std::shared_ptr<LineSocket> socket, Limits limits);
+    /// `makeQueue` gives the writer its thread.
+    Connection(std::shared_ptr<LineChannel> socket, Limits limits, SerialQueueFactory makeQueue = ThreadQueue::make);
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
@@ -61,7 +63,7 @@ public:
     void close() noexcept TARNEL_EXCLUDES(mutex);
 
     /// For what needs the socket itself, such as a stream of its own on this connection.
-    [[nodiscard]] const std::shared_ptr<LineSocket>& lineSocket() const { return socket; }
+    [[nodiscard]] const std::shared_ptr<LineChannel>& channel() const { return socket; }
 
 private:
     struct Waiting {
@@ -72,8 +74,9 @@ private:
     void writeLines() TARNEL_EXCLUDES(mutex);
     Line nextLine() TARNEL_EXCLUDES(mutex);
 
-    const std::shared_ptr<LineSocket> socket;
+    const std::shared_ptr<LineChannel> socket;
     const Limits limits;
+    const SerialQueueFactory makeQueue;
     Mutex mutex;
     Condition changed; // notified after any field below changes
     std::deque<Waiting> waiting TARNEL_GUARDED_BY(mutex);
@@ -81,7 +84,8 @@ private:
     std::uint64_t newestVersion TARNEL_GUARDED_BY(mutex) = 0; // of the snapshots queued so far
     bool isEnding TARNEL_GUARDED_BY(mutex) = false; // no line is taken any more
     bool isClosed TARNEL_GUARDED_BY(mutex) = false; // nor sent
-    std::thread writer; // started and joined by the reading thread, or joined by the destructor
+    /// With one task. Made and destroyed by the reading thread, or destroyed by the destructor.
+    std::unique_ptr<SerialQueue> writer;
 };
 
 } // namespace tarnel

@@ -1,6 +1,6 @@
 #include "TarnelCore/Daemon/Publisher.h"
+#include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace tarnel {
 
@@ -35,7 +35,7 @@ bool Publisher::publish(const Snapshot& snapshot)
         MutexLock lock(mutex);
         previous = std::exchange(latest, snapshot);
         number = ++version;
-        listeners.assign(subscribers.begin(), subscribers.end());
+        listeners = subscribers;
     }
     if (previous && snapshot->sameContent(*previous))
         return false;
@@ -53,7 +53,8 @@ void Publisher::subscribe(const std::shared_ptr<Connection>& connection)
     std::uint64_t number = 0;
     {
         MutexLock lock(mutex);
-        subscribers.insert(connection);
+        if (std::find(subscribers.begin(), subscribers.end(), connection) == subscribers.end())
+            subscribers.push_back(connection);
         first = latest;
         number = version;
     }
@@ -64,7 +65,7 @@ void Publisher::subscribe(const std::shared_ptr<Connection>& connection)
 void Publisher::unsubscribe(const std::shared_ptr<Connection>& connection)
 {
     MutexLock lock(mutex);
-    subscribers.erase(connection);
+    std::erase(subscribers, connection);
 }
 
 } // namespace tarnel

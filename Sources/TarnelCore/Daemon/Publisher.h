@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
+#include <vector>
 
 namespace tarnel {
 
@@ -33,7 +33,7 @@ private:
     mutable Mutex mutex;
     Snapshot latest TARNEL_GUARDED_BY(mutex);
     std::uint64_t version TARNEL_GUARDED_BY(mutex) = 0; // counts what `latest` has been
-    std::set<std::shared_ptr<Connection>> subscribers TARNEL_GUARDED_BY(mutex);
+    std::vector<std::shared_ptr<Connection>> subscribers TARNEL_GUARDED_BY(mutex); // in the order in which they came
 };
 
 } // namespace tarnel

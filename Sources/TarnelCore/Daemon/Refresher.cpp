@@ -39,7 +39,7 @@ Publisher::Snapshot Refresher::refresh()
     }
     log.message("TMP refresh waited " + milliseconds(asked, began) + "ms took " + milliseconds(began, clock.elapsed())
         + "ms panes " + std::to_string(snapshot->agents.size()));
-    hooks.beforePublish(*snapshot);
+    hooks.beforePublish(*snapshot, began);
     if (publisher.publish(snapshot))
         log.message("TMP push");
     hooks.afterPublish(*snapshot);

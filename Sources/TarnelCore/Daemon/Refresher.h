@@ -16,9 +16,10 @@ namespace tarnel {
 /// Thread-safety: every operation may be called from any thread.
 class Refresher {
 public:
-    /// Called with each new snapshot, before it is published and after.
+    /// Called with each new snapshot, before it is published, with when the multiplexer began to be asked, and after.
     struct Hooks {
-        std::function<void(const MachineSnapshot&)> beforePublish = [](const MachineSnapshot&) {};
+        std::function<void(const MachineSnapshot&, Clock::Instant)> beforePublish = [](const MachineSnapshot&,
+                                                                                        Clock::Instant) {};
         std::function<void(const MachineSnapshot&)> afterPublish = [](const MachineSnapshot&) {};
     };
 

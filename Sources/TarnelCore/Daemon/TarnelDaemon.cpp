@@ -74,7 +74,8 @@ TarnelDaemon::TarnelDaemon(AttentionEngine& source, std::string path, World surr
               .scheduleRefresh = [this](std::chrono::nanoseconds delay) { refresher.schedule(delay); },
               .pause = world.pauseWatch})
     , refresher(engine, publisher, world.clock, world.log, world.makeQueue,
-          {.beforePublish = [this](const MachineSnapshot& snapshot) { commands.agentsChanged(statuses(snapshot)); },
+          {.beforePublish = [this](const MachineSnapshot& snapshot,
+                                Clock::Instant asked) { commands.agentsChanged(statuses(snapshot), asked); },
               .afterPublish =
                   [this](const MachineSnapshot& snapshot) { watch.agentPanesAre(EventWatch::agentPanes(snapshot)); }})
     , answers(engine, world.clock)
@@ -106,8 +107,8 @@ void TarnelDaemon::run()
         MutexLock lock(mutex);
         listening = listener;
     }
-    world.log.message("listening on " + socketPath + " for machine " + engine.machine() + ", muxle "
-        + engine.muxle().socketPath());
+    world.log.message(
+        "listening on " + socketPath + " for machine " + engine.machine() + ", muxle " + engine.muxle().socketPath());
     refresher.refresh(); // so that the first subscriber is told at once
     watch.start();
     ticker = std::thread([this] { tick(); });
@@ -252,9 +253,8 @@ std::optional<std::string> TarnelDaemon::observe(
     const std::shared_ptr<Connection>& connection, const JSON& id, const JSON::Object& members)
 {
     const Params params(members);
-    return PaneObservation::run(
-        {id, params.requiredString("pane"), params.integer("cols"), params.integer("rows")}, engine.muxle(),
-        engine.machine(), processEnvironment(), *connection->lineSocket());
+    return PaneObservation::run({id, params.requiredString("pane"), params.integer("cols"), params.integer("rows")},
+        engine.muxle(), engine.machine(), processEnvironment(), *connection->channel());
 }
 
 std::string TarnelDaemon::result(const std::string& name, const JSON::Object& members)

@@ -15,6 +15,7 @@
 #include "TarnelCore/Daemon/Publisher.h"
 #include "TarnelCore/Daemon/Refresher.h"
 #include "TarnelCore/Daemon/SocketClaim.h"
+#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <memory>
 #include <optional>
 #include <set>

@@ -28,6 +28,10 @@ public:
     /// To be called by the one thread that reads and writes. A channel that never blocks may ignore it.
     virtual void setDeadline([[maybe_unused]] std::chrono::steady_clock::time_point deadline) { }
 
+    /// Fails a later `writeLine` that waits and of which the peer takes nothing for so long. A channel that never blocks
+    /// may ignore it.
+    virtual void setWriteTimeout([[maybe_unused]] std::chrono::duration<double> timeout) { }
+
     /// The next line as JSON; nothing at end of stream. Throws SocketError, or DecodingError for a line that is not JSON.
     std::optional<JSON> readJSON()
     {

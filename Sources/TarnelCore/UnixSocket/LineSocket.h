@@ -55,7 +55,7 @@ public:
 
     /// Fails a later `writeLine` that waits and of which the peer takes nothing for so long. The system tells what is
     /// taken in pieces of some ten KiB; less is nothing. Otherwise as `setReadTimeout`.
-    void setWriteTimeout(Seconds timeout) TARNEL_EXCLUDES(writeMutex);
+    void setWriteTimeout(Seconds timeout) override TARNEL_EXCLUDES(writeMutex);
 
     /// Ends the sending direction only: the peer sees the end of the stream, reading goes on.
     void shutdownWrite() noexcept;

@@ -1,0 +1,73 @@
+#include "Simulation/Simulation.h"
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <gtest/gtest.h>
+
+namespace tarnel {
+
+namespace {
+
+#if defined(__SANITIZE_THREAD__)
+#define TARNEL_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define TARNEL_THREAD_SANITIZER
+#endif
+#endif
+
+constexpr std::uint64_t usualSeeds = 100;
+
+std::optional<std::uint64_t> number(const char* variable)
+{
+    const char* const text = std::getenv(variable);
+    return text ? std::optional(std::strtoull(text, nullptr, 10)) : std::nullopt;
+}
+
+/// TARNEL_SEED=n replays one seed and prints what happens; TARNEL_SEEDS=n runs that many.
+TEST(Simulation, nothingHappensTwiceOrGetsLost)
+{
+#if defined(TARNEL_THREAD_SANITIZER)
+    GTEST_SKIP() << "one thread, whose stacks the thread sanitizer does not follow";
+#endif
+    if (const auto seed = number("TARNEL_SEED")) {
+        const sim::Outcome outcome = sim::simulate(*seed, true);
+        std::printf("after %llu turns: %s\n", static_cast<unsigned long long>(outcome.turns),
+            outcome.violation.value_or("nothing wrong").c_str());
+        EXPECT_FALSE(outcome.violation);
+        return;
+    }
+    const std::uint64_t seeds = number("TARNEL_SEEDS").value_or(usualSeeds);
+    const std::clock_t began = std::clock();
+    std::uint64_t turns = 0;
+    std::map<std::string, std::size_t> counts;
+    std::uint64_t failures = 0;
+    for (std::uint64_t seed = 1; seed <= seeds && failures < 10; ++seed) {
+        const sim::Outcome outcome = sim::simulate(seed);
+        turns += outcome.turns;
+        for (const auto& [what, count] : outcome.counts)
+            counts[what] += count;
+        if (outcome.violation) {
+            ++failures;
+            ADD_FAILURE() << *outcome.violation << "\nreplay with TARNEL_SEED=" << seed;
+        }
+    }
+    const double took = static_cast<double>(std::clock() - began) / CLOCKS_PER_SEC; // processor time
+    std::printf("%llu seeds in %.1f s, %.0f interleavings a second", static_cast<unsigned long long>(seeds), took,
+        static_cast<double>(turns) / took);
+    for (const auto& [what, count] : counts)
+        std::printf("; %s: %zu", what.c_str(), count);
+    std::printf("\n");
+    if (!HasFailure()) {
+        EXPECT_EQ(sim::simulate(1).turns, sim::simulate(1).turns) << "a seed is not replayed as it was";
+    }
+    for (const char* what :
+        {"answers applied", "answers unverified", "answers stale", "answers failed", "answers repeated",
+            "answers overtaken by another question", "faults", "inputs that came late", "prompts released",
+            "prompts received", "replies held", "replies queued", "replies done", "replies failed"})
+        EXPECT_GT(counts[what], 0u) << what << ": the simulation does not show what it is for";
+}
+
+} // namespace
+
+} // namespace tarnel
