@@ -68,7 +68,7 @@ std::string Fingerprint::hash(std::string_view text)
 std::vector<std::string> AttentionItem::choicesFor(
     const std::optional<Pending>& pending, const std::vector<std::string>& menu)
 {
-    const auto menuOr = [&](std::vector<std::string> usual) { return menu.empty() ? std::move(usual) : menu; };
+    const auto menuOr = [&](const std::vector<std::string>& usual) { return menu.empty() ? usual : menu; };
     if (!pending)
         return menu;
     if (std::holds_alternative<PendingPlan>(*pending))

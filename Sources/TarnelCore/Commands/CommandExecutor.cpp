@@ -54,8 +54,7 @@ void CommandExecutor::submit(Command command, ReplyCallback reply)
         reply({.id = command.id, .status = CommandReply::Status::done});
         return;
     }
-    std::shared_ptr<const CommandReply> known;
-    bool isKnownHeld = false;
+    std::shared_ptr<const CommandReply> known; // of the same command, given again
     Queues retired;
     Job job;
     {
@@ -66,9 +65,11 @@ void CommandExecutor::submit(Command command, ReplyCallback reply)
             known = past->second;
         } else if (const auto present = waiting.find(command.id); present != waiting.end()) {
             present->second.push_back(reply);
-            isKnownHeld = isHeld(command.id);
+            if (isHeld(command.id))
+                known = std::make_shared<const CommandReply>(
+                    CommandReply{.id = command.id, .status = CommandReply::Status::held});
         } else {
-            waiting[command.id].push_back(std::move(reply));
+            waiting[command.id].push_back(reply);
             auto occupied = lanesOf(command.action);
             job = makeJob(
                 std::make_shared<const Command>(std::move(command)), operations.run, std::move(occupied), retired);
@@ -76,8 +77,6 @@ void CommandExecutor::submit(Command command, ReplyCallback reply)
     }
     if (known)
         reply(*known);
-    else if (isKnownHeld)
-        reply({.id = command.id, .status = CommandReply::Status::held});
     else if (job.command)
         start(std::move(job));
 }

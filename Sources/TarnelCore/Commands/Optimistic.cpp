@@ -168,7 +168,7 @@ std::optional<std::string> neighbor(const MachineSnapshot& snapshot, std::string
 
 std::optional<std::string> swapPane(MachineSnapshot& snapshot, std::string_view pane, std::string_view direction)
 {
-    const auto other = neighbor(snapshot, pane, direction);
+    auto other = neighbor(snapshot, pane, direction);
     if (!other)
         return std::nullopt;
     std::vector<PaneFrame>& frames = (*snapshot.layouts)[*layoutIndex(snapshot, pane)].panes;

@@ -82,7 +82,7 @@ std::shared_ptr<TranscriptCache::Entry> TranscriptCache::take(const RecordPlace&
     std::shared_ptr<Entry>& known = entries[place];
     if (!known)
         known = std::make_shared<Entry>(place, home, sizes);
-    const std::shared_ptr<Entry> entry = known; // it may be forgotten meanwhile
+    std::shared_ptr<Entry> entry = known; // it may be forgotten meanwhile
     while (entry->isTaken)
         givenBack.wait(mutex);
     entry->isTaken = true;
