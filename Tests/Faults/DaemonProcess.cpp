@@ -56,6 +56,7 @@ void DaemonProcess::serve(const std::string& before)
 {
     launch(before);
     ASSERT_TRUE(isServing()) << log();
+    ASSERT_TRUE(muxle.awaitSubscriptions(1));
 }
 
 bool DaemonProcess::isServing() const

@@ -32,7 +32,7 @@ struct DaemonProcess {
         const std::string& before = "", bool pipes = false);
     /// Starts the daemon, and leaves its id in `id`.
     void launch(const std::string& before = "");
-    /// The same, and waits until it serves.
+    /// The same, and waits until it serves and follows the multiplexer's events.
     void serve(const std::string& before = "");
     [[nodiscard]] bool isServing() const;
     /// Kills the daemon, as the system would.

@@ -144,7 +144,7 @@ protected:
 
 TEST_F(ConfigFaultTest, theFileIsTheOldOrTheNewOne) { killWhileSetting(300 / TARNEL_SLOWDOWN); }
 
-TEST_F(ConfigFaultTest, SoakTheFileIsTheOldOrTheNewOne) { killWhileSetting(5'000); }
+TEST_F(ConfigFaultTest, SoakTheFileIsTheOldOrTheNewOne) { killWhileSetting(2'000); }
 
 } // namespace
 

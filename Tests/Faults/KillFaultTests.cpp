@@ -159,7 +159,7 @@ private:
 
 TEST_F(KillFaultTest, theNextStartWorks) { killAtManyMoments(36); }
 
-TEST_F(KillFaultTest, SoakTheNextStartWorks) { killAtManyMoments(360); }
+TEST_F(KillFaultTest, SoakTheNextStartWorks) { killAtManyMoments(180); }
 
 } // namespace
 

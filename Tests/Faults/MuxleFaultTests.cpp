@@ -185,6 +185,30 @@ TEST(MuxleFaultTest, costsOneDeadlineAndLeavesNothing)
 
 class EventFaultTest : public DaemonProcessTest { };
 
+TEST_F(EventFaultTest, manyWhoAskShareARefresh)
+{
+    serve();
+    const auto timeOf = [](const std::function<void()>& work) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::steady_clock::now() - start;
+    };
+    muxle.delay(300ms);
+    const auto one = timeOf([&] { ask(R"({"id":1,"method":"queue"})"); });
+    std::vector<std::shared_ptr<LineSocket>> clients(20);
+    const auto all = timeOf([&] {
+        for (auto& client : clients) {
+            client = connect();
+            client->writeLine(R"({"id":1,"method":"queue"})");
+        }
+        for (const auto& client : clients)
+            EXPECT_THAT(client->readLine().value_or(""), HasSubstr("result"));
+    });
+    printFigure("20 who ask a slow multiplexer at once wait " + oneDecimal(inSeconds(all)) + " s, one alone "
+        + oneDecimal(inSeconds(one)) + " s");
+    EXPECT_LE(all, 4 * one); // one in progress, theirs, and one more of the tick's in between
+}
+
 TEST_F(EventFaultTest, aFloodCostsFewRefreshes)
 {
     serve();

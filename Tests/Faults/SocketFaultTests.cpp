@@ -60,7 +60,7 @@ protected:
 
 TEST_F(SocketFaultTest, oneOfTwoServes) { startTwoAtOnce(50); }
 
-TEST_F(SocketFaultTest, SoakOneOfTwoServes) { startTwoAtOnce(1'000); }
+TEST_F(SocketFaultTest, SoakOneOfTwoServes) { startTwoAtOnce(500); }
 
 } // namespace
 

@@ -1,4 +1,5 @@
 #include "TarnelCore/Base/Memory.h"
+#include <cstdlib> // tells which library this is
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
