@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <random>
 #include <sys/stat.h>
 #include <thread>
@@ -129,9 +128,7 @@ protected:
         UnrulyRecord record(folder);
         const RecordPlace place{RecordPlace::Kind::claude, record.path};
         TranscriptCache cache("");
-        std::mutex quiet;
         std::atomic<bool> isDone = false;
-        std::atomic<int> made = 0;
         std::atomic<int> readings = 0;
         std::thread reader([&] {
             while (!isDone) {

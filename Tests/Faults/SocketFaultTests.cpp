@@ -7,6 +7,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 class SocketFaultTest : public DaemonProcessTest {
 protected:
@@ -39,8 +40,10 @@ protected:
             const auto socket = Files::stamp(socketPath());
             ASSERT_TRUE(socket);
             EXPECT_EQ(each[loser]->waitFor(patience), 1);
-            EXPECT_EQ(Files::read(folder / ("log" + std::to_string(round) + "." + std::to_string(loser))),
-                "tarneld: a tarneld for studio is already answering on " + socketPath() + "\n");
+            // The winner's machine is not known where it takes longer than the loser waits for its answer.
+            EXPECT_THAT(
+                Files::read(folder / ("log" + std::to_string(round) + "." + std::to_string(loser))).value_or(""),
+                MatchesRegex("tarneld: a tarneld for (studio|\\?) is already answering on " + socketPath() + "\n"));
             EXPECT_TRUE(each[winner]->isRunning());
             EXPECT_THAT(ask(R"({"id":1,"method":"ping"})"), HasSubstr("studio"));
             // A third one that comes later takes nothing away either.
@@ -50,7 +53,8 @@ protected:
             }
             const auto now = Files::stamp(socketPath());
             EXPECT_TRUE(now && now->inode == socket->inode) << "the socket that is served was replaced";
-            each[winner]->terminate(0ms); // leaves its socket file behind, which stops nobody
+            each[winner]->terminate(0ms);
+            ASSERT_TRUE(each[winner]->waitFor(patience)); // leaves its socket file behind, which stops nobody
             ASSERT_TRUE(Files::exists(socketPath()));
         }
         printFigure("two daemons at once, " + std::to_string(rounds) + " times: one served each time (the first in "
