@@ -29,6 +29,8 @@ constexpr std::size_t mostClients = 256;
 FileDescriptor claimSocket(const std::string& path)
 {
     Files::createDirectories(Files::parent(path), 0700);
+    if (const auto problem = Files::intrusion(Files::parent(path)))
+        throw std::runtime_error("will not listen on " + path + ": " + *problem);
     FileDescriptor lock(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!lock.isOpen())
         throw std::system_error(errno, std::generic_category(), "cannot open " + path + ".lock");
@@ -111,6 +113,10 @@ void Server::accept()
                     return;
             }
             std::this_thread::sleep_for(100ms); // out of descriptors: clients will go
+            continue;
+        }
+        if (const auto user = socket->peerUser(); user != ::geteuid()) {
+            options.log("turned away a connection of " + (user ? "user " + std::to_string(*user) : "an unknown user"));
             continue;
         }
         socket->setLineLimit(longestRequest);

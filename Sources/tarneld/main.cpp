@@ -3,6 +3,7 @@
 #include "TarnelCore/Attention/AttentionEngine.h"
 #include "TarnelCore/Attention/ConfiguredQueueOptions.h"
 #include "TarnelCore/Base/FileDescriptor.h"
+#include "TarnelCore/Base/Memory.h"
 #include "TarnelCore/Config/TarnelConfig.h"
 #include "TarnelCore/Config/TarnelPaths.h"
 #include "TarnelCore/Daemon/Bridge.h"
@@ -68,6 +69,7 @@ int serve(const Arguments& arguments, const TarnelConfig& config)
     TarnelDaemon daemon(engine, daemonSocket(arguments, environment, config), {.log = log});
     std::signal(SIGPIPE, SIG_IGN);
     raiseDescriptorLimit();
+    returnFreedMemory();
     try {
         daemon.run();
         return 0;

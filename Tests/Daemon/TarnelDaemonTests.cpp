@@ -109,56 +109,6 @@ TEST_F(TarnelDaemonTest, tellsEverySubscriberOfEveryChangeOnce)
     EXPECT_THAT(second->readLine().value(), HasSubstr(R"("queue":[])"));
 }
 
-TEST_F(TarnelDaemonTest, aSubscriberThatDoesNotReadHoldsUpNobody)
-{
-    serve();
-    muxle.change([](MuxleWorld& world) { world.pane("p1").screen = std::string(300'000, 'x'); });
-    const auto healthy = connect();
-    ask(*healthy, R"({"id":1,"method":"subscribe"})");
-    healthy->readLine();
-    const auto timePerChange = [&](const std::string& word, int count) {
-        const auto start = std::chrono::steady_clock::now();
-        for (int i = 0; i < count; ++i) {
-            const std::string name = word + " " + std::to_string(i);
-            muxle.change([&](MuxleWorld& world) {
-                world.pane("p1").status = "blocked";
-                world.pane("p1").name = name;
-            });
-            ask(R"({"method":"queue"})");
-            std::string line;
-            while (line.find("\"" + name + "\"") == line.npos)
-                line = healthy->readLine().value();
-        }
-        return (std::chrono::steady_clock::now() - start) / count;
-    };
-    const auto alone = timePerChange("alone", 30);
-    const auto stalled = connect();
-    stalled->writeLine(R"({"id":1,"method":"subscribe"})");
-    EXPECT_LT(timePerChange("both", 100), 3 * alone + 10ms);
-    // What the stalled one gets when it reads at last: few snapshots, none torn, the newest last.
-    std::string last;
-    std::size_t count = 0;
-    while (last.find("\"both 99\"") == last.npos) {
-        last = stalled->readLine().value();
-        ASSERT_TRUE(JSON::parseLine(last));
-        ++count;
-    }
-    EXPECT_LT(count, 25u);
-}
-
-TEST_F(TarnelDaemonTest, manyEventsCostFewRefreshes)
-{
-    serve();
-    ASSERT_TRUE(muxle.awaitSubscriptions(1));
-    ask(R"({"method":"queue"})");
-    const std::size_t before = lines.with("TMP refresh").size();
-    for (int i = 0; i < 100; ++i)
-        muxle.pushEvent("pane.created");
-    ASSERT_TRUE(eventually([&] { return lines.with("TMP event pane.created").size() == 100; }));
-    ASSERT_TRUE(eventually([&] { return lines.with("TMP refresh").size() > before; }));
-    EXPECT_LE(lines.with("TMP refresh").size(), before + 3); // one for the opening, one for the events, one tick
-}
-
 TEST_F(TarnelDaemonTest, followsNewAgentPanesAtOnce)
 {
     serve();
@@ -190,54 +140,6 @@ TEST_F(TarnelDaemonTest, retriesALostMultiplexerWithGrowingPauses)
     muxle.start();
     EXPECT_TRUE(muxle.awaitSubscriptions(1));
     EXPECT_THAT(ask(R"({"id":1,"method":"snapshot"})"), HasSubstr(R"("machine":"studio")"));
-}
-
-TEST_F(TarnelDaemonTest, survivesAMultiplexerThatMisbehaves)
-{
-    serve();
-    using Fault = ScriptedMuxle::Fault;
-    ASSERT_THAT(ask(R"({"id":1,"method":"snapshot"})"), HasSubstr(R"("agents")"));
-    for (const Fault fault : {Fault::drop, Fault::cutReply, Fault::garbageFirst}) {
-        muxle.misbehave(fault);
-        EXPECT_THAT(ask(R"({"id":1,"method":"snapshot"})"), HasSubstr(R"("agents")")) << "keeps its last state";
-        EXPECT_THAT(ask(R"({"id":1,"method":"screen","params":{"pane":"p1"}})"), HasSubstr(R"("code":"failed")"));
-    }
-    muxle.misbehave(Fault::strangersFirst);
-    EXPECT_THAT(ask(R"({"id":1,"method":"screen","params":{"pane":"p1"}})"), HasSubstr("screen of p1"));
-    muxle.misbehave(Fault::none);
-    EXPECT_THAT(ask(R"({"id":1,"method":"screen","params":{"pane":"p1"}})"), HasSubstr("screen of p1"));
-}
-
-TEST_F(TarnelDaemonTest, oneDaemonOnASocket)
-{
-    serve();
-    Lines others;
-    ServingDaemon second(muxle.socketPath(), path, folder.path(), others);
-    EXPECT_EQ(second.awaitFailure(), "a tarneld for studio is already answering on " + path);
-    EXPECT_THAT(ask(R"({"id":1,"method":"ping"})"), HasSubstr("studio"));
-
-    daemon->end();
-    daemon.reset(); // leaves its socket file behind, which stops nobody
-    ASSERT_TRUE(Files::exists(path));
-    serve();
-    EXPECT_TRUE(eventually([&] { return lines.with("listening on").size() == 2; }));
-    EXPECT_THAT(ask(R"({"id":1,"method":"ping"})"), HasSubstr("studio"));
-}
-
-TEST_F(TarnelDaemonTest, aRequestWithoutEndEndsItsConnectionOnly)
-{
-    serve();
-    const auto client = connect();
-    std::thread flood([&] {
-        try {
-            client->writeLine(std::string((std::size_t{64} << 20) + 2, 'x'));
-        } catch (const SocketError&) {
-        }
-    });
-    EXPECT_EQ(client->readLine(), R"({"error":{"code":"bad_request","message":"line too long"}})");
-    EXPECT_FALSE(client->readLine());
-    flood.join();
-    EXPECT_THAT(ask(R"({"id":1,"method":"ping"})"), HasSubstr("studio"));
 }
 
 } // namespace

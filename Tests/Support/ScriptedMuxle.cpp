@@ -112,6 +112,16 @@ void ScriptedMuxle::handleRaw(std::string method, RawHandler handler)
     rawHandlers[std::move(method)] = std::move(handler);
 }
 
+void ScriptedMuxle::resetHandlers()
+{
+    {
+        MutexLock lock(mutex);
+        handlers.clear();
+        rawHandlers.clear();
+    }
+    installDefaults();
+}
+
 void ScriptedMuxle::misbehave(Fault fault, std::string method, int times)
 {
     MutexLock lock(mutex);

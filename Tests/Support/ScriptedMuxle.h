@@ -78,6 +78,9 @@ public:
     void handle(std::string method, Handler handler) TARNEL_EXCLUDES(mutex);
     void handleRaw(std::string method, RawHandler handler) TARNEL_EXCLUDES(mutex);
 
+    /// Answers every method as at first.
+    void resetHandlers() TARNEL_EXCLUDES(mutex);
+
     /// Applies `fault` to requests of `method`, of every method when that is empty; `times` of them, then none again.
     void misbehave(Fault fault, std::string method = "", int times = 1 << 30) TARNEL_EXCLUDES(mutex);
 

@@ -1,5 +1,6 @@
 // TarnelCore/Base/FileDescriptor.h: owns one descriptor of the system.
 #pragma once
+#include <cstddef>
 #include <unistd.h>
 #include <utility>
 
@@ -40,5 +41,8 @@ private:
 
 /// Raises the number of descriptors that the process may have open to what the system allows it at most.
 void raiseDescriptorLimit() noexcept;
+
+/// How many descriptors the process may have open at present.
+std::size_t descriptorLimit() noexcept;
 
 } // namespace tarnel

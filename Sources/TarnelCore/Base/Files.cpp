@@ -1,6 +1,7 @@
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/FileDescriptor.h"
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <dirent.h>
@@ -185,6 +186,23 @@ void createDirectories(const std::string& directory, unsigned mode)
         return;
     errno = error;
     fail("cannot create directory", directory);
+}
+
+std::optional<std::string> intrusion(const std::string& directory)
+{
+    const std::string path = directory.empty() ? "." : directory;
+    struct stat status { };
+    if (::stat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    const bool keepsOwners = (status.st_mode & S_ISVTX) != 0;
+    const bool isOurs = status.st_uid == ::geteuid();
+    if (!isOurs && !(status.st_uid == 0 && keepsOwners))
+        return path + " belongs to another user (" + std::to_string(status.st_uid) + "); choose a folder of your own";
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) == 0 || keepsOwners)
+        return std::nullopt;
+    std::array<char, 8> mode{};
+    std::snprintf(mode.data(), mode.size(), "%03o", static_cast<unsigned>(status.st_mode & 0777));
+    return "other users may write to " + path + " (mode " + mode.data() + "); chmod go-w " + path + " ends that";
 }
 
 void writeAll(int descriptor, std::string_view text, const std::string& path)

@@ -57,6 +57,11 @@ std::vector<std::string> walk(
 /// Throws std::system_error, whose text names the path, when one cannot be created.
 void createDirectories(const std::string& directory, unsigned mode = 0777);
 
+/// How another user could put something else in the place of what this process keeps in `directory`, and what mends that:
+/// "other users may write to /x (mode 777); chmod go-w /x ends that". Nothing when nobody else could, or nothing is
+/// known. A folder such as "/tmp", in which only its owner may remove a file, is no problem. "" is the current one.
+std::optional<std::string> intrusion(const std::string& directory);
+
 /// Writes all of `text` to an open descriptor. Throws std::system_error, whose text names `path`.
 void writeAll(int descriptor, std::string_view text, const std::string& path);
 

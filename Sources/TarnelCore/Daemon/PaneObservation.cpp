@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cerrno>
 #include <exception>
+#include <fcntl.h>
+#include <poll.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -59,12 +61,40 @@ bool relay(std::string_view line, LineChannel& client)
     return write(client, *event);
 }
 
+/// Ends the relaying from another thread. What the tool has left running may hold its output open for ever, so that its
+/// end alone does not do it.
+class Stop {
+public:
+    Stop()
+    {
+        std::array<int, 2> ends{-1, -1};
+        if (::pipe(ends.data()) != 0)
+            throw std::system_error(errno, std::generic_category(), "cannot observe");
+        reading = FileDescriptor(ends[0]);
+        writing = FileDescriptor(ends[1]);
+        for (const int end : ends)
+            ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
+    void request() { writing = FileDescriptor(); }
+    /// Blocks until there is something to read from `output`; false once a stop is requested.
+    [[nodiscard]] bool await(int output) const
+    {
+        std::array<pollfd, 2> ready{{{output, POLLIN, 0}, {reading.get(), POLLIN, 0}}};
+        while (::poll(ready.data(), ready.size(), -1) < 0 && errno == EINTR) { }
+        return ready[1].revents == 0;
+    }
+
+private:
+    FileDescriptor reading;
+    FileDescriptor writing;
+};
+
 /// Passes the tool's lines on until it ends, the client cannot be written to, or a line has no end.
-void relayLines(int output, LineChannel& client)
+void relayLines(int output, LineChannel& client, const Stop& stop)
 {
     std::array<char, 65536> chunk;
     std::string buffer;
-    for (;;) {
+    while (stop.await(output)) {
         const ssize_t count = ::read(output, chunk.data(), chunk.size());
         if (count < 0 && errno == EINTR)
             continue;
@@ -106,11 +136,12 @@ std::optional<std::string> awaitClient(LineChannel& client, const std::atomic<bo
 
 std::optional<std::string> stream(Process& tool, LineChannel& client)
 {
+    Stop stop;
     std::atomic<bool> hasEnded = false; // set before the client is told, so that what it sends then is not ignored
     std::thread relaying([&] {
         setThreadName("tarneld.observe");
         try {
-            relayLines(tool.output().get(), client);
+            relayLines(tool.output().get(), client, stop);
         } catch (const std::exception&) {
             // No memory for a line: the stream ends.
         }
@@ -120,6 +151,7 @@ std::optional<std::string> stream(Process& tool, LineChannel& client)
     });
     auto next = awaitClient(client, hasEnded);
     tool.terminate();
+    stop.request();
     relaying.join();
     return next;
 }

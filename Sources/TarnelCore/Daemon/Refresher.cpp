@@ -27,9 +27,12 @@ Refresher::Refresher(AttentionEngine& source, Publisher& target, Clock& time, co
 Publisher::Snapshot Refresher::refresh()
 {
     const Clock::Instant asked = clock.elapsed();
-    MutexLock lock(refreshMutex);
-    if (isStopped)
+    if (!begin())
         return publisher.current();
+    struct End {
+        Refresher& refresher;
+        ~End() { refresher.end(); }
+    } const atEnd{*this};
     const Clock::Instant began = clock.elapsed();
     Publisher::Snapshot snapshot;
     try {
@@ -46,10 +49,35 @@ Publisher::Snapshot Refresher::refresh()
     return snapshot;
 }
 
+/// Waits for a refresh in progress. Returns false when there is nothing left to do: a whole refresh has passed
+/// meanwhile that began after the call, and so saw all that the caller wants to see.
+bool Refresher::begin()
+{
+    MutexLock lock(mutex);
+    const std::uint64_t needed = begun + 1;
+    while (begun > ended && ended < needed)
+        changed.wait(mutex);
+    if (isStopped || ended >= needed)
+        return false;
+    ++begun;
+    return true;
+}
+
+void Refresher::end()
+{
+    {
+        MutexLock lock(mutex);
+        ended = begun;
+    }
+    changed.notifyAll();
+}
+
 void Refresher::stop()
 {
-    MutexLock lock(refreshMutex);
+    MutexLock lock(mutex);
     isStopped = true;
+    while (begun > ended)
+        changed.wait(mutex);
 }
 
 void Refresher::schedule(std::chrono::nanoseconds delay)

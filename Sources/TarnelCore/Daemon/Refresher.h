@@ -27,26 +27,32 @@ public:
     Refresher(AttentionEngine& engine, Publisher& publisher, Clock& clock, const Log& log,
         const SerialQueueFactory& makeQueue, Hooks hooks);
 
-    /// Runs a refresh now, on the calling thread, after one that is in progress. Returns the new snapshot, or the one
-    /// before when the engine failed, which may be null.
-    Publisher::Snapshot refresh() TARNEL_EXCLUDES(mutex, refreshMutex);
+    /// Runs a refresh now, on the calling thread, after one that is in progress; of several callers that wait for that,
+    /// one does it for all, so that none waits for more than two. Returns the new snapshot, or the one before when the
+    /// engine failed, which may be null.
+    Publisher::Snapshot refresh() TARNEL_EXCLUDES(mutex);
 
     /// Asks for a refresh after `delay`, unless one is scheduled already, which will see the newer state.
     void schedule(std::chrono::nanoseconds delay) TARNEL_EXCLUDES(mutex);
 
     /// From when it returns, nothing is refreshed and no hook is called any more. Waits for a refresh in progress.
-    void stop() TARNEL_EXCLUDES(refreshMutex);
+    void stop() TARNEL_EXCLUDES(mutex);
 
 private:
+    [[nodiscard]] bool begin() TARNEL_EXCLUDES(mutex);
+    void end() TARNEL_EXCLUDES(mutex);
+
     AttentionEngine& engine;
     Publisher& publisher;
     Clock& clock;
     const Log& log;
     const Hooks hooks;
 
-    Mutex refreshMutex; // held for the whole of a refresh; never taken while `mutex` is held
-    bool isStopped TARNEL_GUARDED_BY(refreshMutex) = false;
     Mutex mutex;
+    Condition changed; // notified when a refresh has ended
+    std::uint64_t begun TARNEL_GUARDED_BY(mutex) = 0; // refreshes so far
+    std::uint64_t ended TARNEL_GUARDED_BY(mutex) = 0; // of these; one less while one is in progress
+    bool isStopped TARNEL_GUARDED_BY(mutex) = false;
     bool isScheduled TARNEL_GUARDED_BY(mutex) = false;
     const std::unique_ptr<SerialQueue> queue; // last: its tasks use all the above
 };

@@ -1,4 +1,5 @@
 #include "TarnelCore/Daemon/SocketClaim.h"
+#include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Daemon/DaemonClient.h"
 #include "TarnelCore/Daemon/DaemonError.h"
 #include <cerrno>
@@ -41,10 +42,18 @@ std::string startingMachine(const std::string& socketPath)
     return "?";
 }
 
+/// Whoever could remove the socket's file could serve in our place, and read what clients send.
+const std::string& inSafePlace(const std::string& socketPath)
+{
+    if (const auto problem = Files::intrusion(Files::parent(socketPath)))
+        throw DaemonError::unfit("will not listen on " + socketPath + ": " + *problem);
+    return socketPath;
+}
+
 } // namespace
 
 SocketClaim::SocketClaim(const std::string& socketPath)
-    : lock(::open((socketPath + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600))
+    : lock(::open((inSafePlace(socketPath) + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600))
 {
     if (!lock.isOpen())
         throw std::system_error(errno, std::generic_category(), "cannot open " + socketPath + ".lock");

@@ -1,10 +1,13 @@
 #include "TarnelCore/Daemon/TarnelDaemon.h"
+#include "TarnelCore/Base/FileDescriptor.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Thread.h"
 #include "TarnelCore/Daemon/PaneObservation.h"
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace tarnel {
@@ -16,6 +19,9 @@ using namespace std::chrono_literals;
 constexpr std::chrono::nanoseconds tickInterval = 2s; // catches what makes no event, such as a growing record
 constexpr std::chrono::nanoseconds acceptPause = 50ms;
 constexpr std::size_t longestRequest = std::size_t{64} << 20;
+
+/// Descriptors that connections leave alone: for requests to the multiplexer, records, attachments and child processes.
+constexpr std::size_t ownDescriptors = 64;
 
 std::string successLine(const JSON& id, std::string_view result)
 {
@@ -126,6 +132,7 @@ void TarnelDaemon::stop()
         listener = listening;
     }
     stopped.notifyAll();
+    ended.notifyAll();
     if (listener)
         listener->close();
     for (const auto& connection : ending)
@@ -156,12 +163,11 @@ void TarnelDaemon::tick()
 
 void TarnelDaemon::acceptConnections(LineSocket& listener)
 {
-    while (!hasStopped()) {
+    const std::size_t limit = descriptorLimit();
+    const std::size_t most = limit - std::min(ownDescriptors, limit / 2);
+    while (awaitFewer(most)) {
         try {
-            auto socket = listener.accept();
-            socket->setLineLimit(longestRequest);
-            const auto connection = std::make_shared<Connection>(std::move(socket));
-            serving.run([this, connection] { serve(connection); });
+            accept(listener);
         } catch (const std::exception&) {
             // No descriptors, memory or threads left, most likely: what is served goes on, and may free some.
             pause(acceptPause);
@@ -169,10 +175,35 @@ void TarnelDaemon::acceptConnections(LineSocket& listener)
     }
 }
 
-void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
+void TarnelDaemon::accept(LineSocket& listener)
 {
+    auto socket = listener.accept();
+    if (const auto user = socket->peerUser(); user != ::geteuid())
+        return world.log.message(
+            "turned away a connection of " + (user ? "user " + std::to_string(*user) : "an unknown user"));
+    socket->setLineLimit(longestRequest);
+    const auto connection = std::make_shared<Connection>(std::move(socket));
     if (!add(connection))
         return;
+    try {
+        serving.run([this, connection] { serve(connection); });
+    } catch (const std::exception&) {
+        remove(connection);
+        throw;
+    }
+}
+
+/// Waits until fewer than so many connections are open; returns false when the daemon stops.
+bool TarnelDaemon::awaitFewer(std::size_t most)
+{
+    MutexLock lock(mutex);
+    while (!isStopping && connections.size() >= most)
+        ended.wait(mutex);
+    return !isStopping;
+}
+
+void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
+{
     try {
         while (auto line = connection->readLine()) {
             while (line)
@@ -186,8 +217,16 @@ void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
     }
     publisher.unsubscribe(connection);
     connection->finish();
-    MutexLock lock(mutex);
-    connections.erase(connection);
+    remove(connection);
+}
+
+void TarnelDaemon::remove(const std::shared_ptr<Connection>& connection)
+{
+    {
+        MutexLock lock(mutex);
+        connections.erase(connection);
+    }
+    ended.notifyAll();
 }
 
 /// Returns false when the daemon stops, and nothing new is served.

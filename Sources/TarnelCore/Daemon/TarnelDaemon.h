@@ -44,8 +44,9 @@ public:
     TarnelDaemon(const TarnelDaemon&) = delete;
     TarnelDaemon& operator=(const TarnelDaemon&) = delete;
 
-    /// Claims the socket, makes the first snapshot and serves until `stop`. Throws DaemonError when another daemon has the
-    /// socket, SocketError when it cannot listen, std::system_error when the socket's directory cannot be made.
+    /// Claims the socket, makes the first snapshot and serves until `stop`. Throws DaemonError when another daemon has
+    /// the socket or other users could take its place, SocketError when it cannot listen, std::system_error when the
+    /// socket's directory cannot be made.
     void run();
 
     /// Ends `run` and every connection. Any number of times.
@@ -54,7 +55,10 @@ public:
 private:
     void tick() TARNEL_EXCLUDES(mutex);
     void acceptConnections(LineSocket& listener) TARNEL_EXCLUDES(mutex);
+    void accept(LineSocket& listener) TARNEL_EXCLUDES(mutex);
+    [[nodiscard]] bool awaitFewer(std::size_t most) TARNEL_EXCLUDES(mutex);
     void serve(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
+    void remove(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
     [[nodiscard]] bool add(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
     /// Returns a line that was read but not answered.
     std::optional<std::string> answer(const std::shared_ptr<Connection>& connection, std::string_view line);
@@ -80,6 +84,7 @@ private:
 
     Mutex mutex;
     Condition stopped; // notified when `isStopping` is set
+    Condition ended; // notified after one of `connections` has gone, or `isStopping` is set
     bool isStopping TARNEL_GUARDED_BY(mutex) = false;
     std::shared_ptr<LineSocket> listening TARNEL_GUARDED_BY(mutex);
     std::set<std::shared_ptr<Connection>> connections TARNEL_GUARDED_BY(mutex);

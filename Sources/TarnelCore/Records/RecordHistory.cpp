@@ -68,13 +68,14 @@ void RecordHistory::update(const RecordFile& file)
 {
     const bool isKnown = hasOnlyGrown(file);
     read.reset(); // so that nothing half-done is taken for the file when memory runs out
-    if (!isKnown || !extend(file))
-        readAfresh(file);
+    // Before the lines: what is rewritten while they are read must not look like what they were read from.
     const std::uint64_t size = file.stamp().size;
-    read = isComplete ? std::optional(file.stamp()) : std::nullopt;
     firstBytes.take(file, 0, std::min(size, headSample));
     const std::uint64_t length = std::min(size, endSample);
     lastBytes.take(file, size - length, length);
+    if (!isKnown || !extend(file))
+        readAfresh(file);
+    read = isComplete ? std::optional(file.stamp()) : std::nullopt;
 }
 
 void RecordHistory::clear()

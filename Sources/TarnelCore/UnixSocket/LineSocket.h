@@ -2,6 +2,7 @@
 #pragma once
 #include "TarnelCore/Base/FileDescriptor.h"
 #include "TarnelCore/Base/Mutex.h"
+#include "TarnelCore/Base/PeerUser.h"
 #include "TarnelCore/UnixSocket/LineChannel.h"
 #include "TarnelCore/UnixSocket/SocketError.h"
 #include <atomic>
@@ -42,6 +43,9 @@ public:
 
     /// Blocks for the next connection of a listening socket. Throws SocketError::io.
     std::shared_ptr<LineSocket> accept();
+
+    /// The user whose process is at the other end; nothing when the system does not tell.
+    [[nodiscard]] std::optional<uid_t> peerUser() const noexcept { return tarnel::peerUser(descriptor.get()); }
 
     std::optional<std::string> readLine() override;
     /// As in LineChannel. When it fails in the middle of a line, no other line is sent after the torn one.
