@@ -7,6 +7,7 @@
 #include "Support/TemporaryFolder.h"
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 
@@ -17,6 +18,7 @@ namespace {
 constexpr std::size_t quietPanes = 50;
 constexpr std::chrono::seconds settling{5};
 constexpr std::chrono::seconds watching{8};
+constexpr std::chrono::seconds patience{10};
 
 const std::string request = R"({"id":1,"method":"ping"})"
                             "\n";
@@ -24,14 +26,16 @@ const std::string request = R"({"id":1,"method":"ping"})"
 /// Asks until there is an answer.
 void awaitAnswer(const std::string& socket, std::string& buffer)
 {
-    for (;;) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (std::chrono::steady_clock::now() < deadline) {
         try {
             if (BareSocket::roundTrip(socket, request, buffer) > 0)
                 return;
         } catch (const std::system_error&) {
-            std::this_thread::yield(); // it is not there yet, or the one before it has just gone
+            std::this_thread::yield(); // it is not there yet
         }
     }
+    throw std::runtime_error("no answer at " + socket);
 }
 
 struct Folder {
@@ -40,6 +44,7 @@ struct Folder {
     std::string hello = folder / "hello.sock";
     std::string muxle = folder / "muxle.sock";
     std::string buffer;
+    int starts = 0;
 };
 
 Measure prepareStart()
@@ -48,17 +53,19 @@ Measure prepareStart()
     return [setup] {
         return inTurns(9,
             [&] {
+                const std::string socket = setup->daemon + std::to_string(++setup->starts);
                 std::unique_ptr<Server> server;
                 return timed(Clock::wall, [&] {
-                    server = startDaemon(setup->daemon, setup->muxle, setup->folder.path());
-                    awaitAnswer(setup->daemon, setup->buffer);
+                    server = startDaemon(socket, setup->muxle, setup->folder.path());
+                    awaitAnswer(socket, setup->buffer);
                 });
             },
             [&] {
+                const std::string socket = setup->hello + std::to_string(++setup->starts);
                 std::unique_ptr<Server> server;
                 return timed(Clock::wall, [&] {
-                    server = startHello(setup->hello);
-                    awaitAnswer(setup->hello, setup->buffer);
+                    server = startHello(socket);
+                    awaitAnswer(socket, setup->buffer);
                 });
             });
     };
