@@ -1,8 +1,13 @@
 #include "TarnelCore/Attention/ScreenReading.h"
+#include "TarnelCore/Attention/PhraseSearch.h"
 #include "TarnelCore/Base/Text.h"
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <utility>
 
 namespace tarnel::ScreenReading {
 
@@ -68,37 +73,92 @@ std::string_view lastScalar(std::string_view space)
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
-/// `text` with one space for every run of white space, and none at the ends.
-std::string collapsed(std::string_view text)
+/// Eight bytes that are looked at together; bytes of any value times this are eight of them.
+using Word = std::uint64_t;
+constexpr Word each = 0x0101010101010101;
+constexpr Word highBits = 0x80 * each;
+
+/// The highest bit of every byte of `word`, all of them ASCII, that is `low` or more.
+constexpr Word atLeast(Word word, unsigned char low) { return (word + (0x80u - low) * each) & highBits; }
+
+/// Writes `word` in lower case when it is ASCII without white space but for single spaces.
+bool putPlainWord(const char* from, char* to, bool isBehindSpace)
 {
-    std::string result(text.size(), '\0');
-    char* const begin = result.data();
-    char* end = begin;
-    const auto putSpace = [&] {
-        if (end != begin && end[-1] != ' ')
-            *end++ = ' ';
-    };
-    for (std::size_t at = 0; at < text.size();) {
-        const char c = text[at];
-        if (static_cast<unsigned char>(c) >= 0x80) {
-            const Text::Scalar scalar = Text::firstScalar(text.substr(at));
-            if (Text::isWhitespace(scalar.value))
-                putSpace();
-            else
-                end = std::copy_n(&text[at], scalar.length, end);
-            at += scalar.length;
+    if constexpr (std::endian::native != std::endian::little)
+        return false;
+    Word word = 0;
+    std::memcpy(&word, from, sizeof word);
+    if ((word & highBits) != 0 || atLeast(word, ' ') != highBits)
+        return false;
+    const Word spaces = highBits & ~atLeast(word, '!');
+    if ((spaces & (spaces << 8 | (isBehindSpace ? 0x80u : 0u))) != 0)
+        return false;
+    word += (atLeast(word, 'A') & ~atLeast(word, 'Z' + 1)) >> 2;
+    std::memcpy(to, &word, sizeof word);
+    return true;
+}
+
+/// `text` in lower case, with one space for every run of white space and none at the ends.
+std::string collapsedLowercase(std::string_view text)
+{
+    std::string result;
+    // A scalar may take more bytes in lower case, but none takes three times as many; what is too much is given back.
+    result.resize(3 * text.size() / 2 + sizeof(Word));
+    std::size_t size = 0;
+    const auto isBehindSpace = [&] { return size == 0 || result[size - 1] == ' '; };
+    while (!text.empty()) {
+        if (result.size() - size < text.size() + sizeof(Word))
+            result.resize(2 * result.size());
+        if (text.size() >= sizeof(Word) && putPlainWord(text.data(), result.data() + size, isBehindSpace())) {
+            size += sizeof(Word);
+            text.remove_prefix(sizeof(Word));
             continue;
         }
-        if (c == ' ' || (c >= '\t' && c <= '\r'))
-            putSpace();
-        else
-            *end++ = c;
-        ++at;
+        const Text::Scalar scalar = Text::firstScalar(text);
+        const std::string_view bytes = text.substr(0, scalar.length);
+        text.remove_prefix(scalar.length);
+        if (Text::isWhitespace(scalar.value)) {
+            if (!isBehindSpace())
+                result[size++] = ' ';
+        } else if (scalar.value < 0x80) {
+            const bool isUpper = bytes[0] >= 'A' && bytes[0] <= 'Z';
+            result[size++] = static_cast<char>(bytes[0] + (isUpper ? 'a' - 'A' : 0));
+        } else {
+            const std::string lower = Text::lowercased(bytes);
+            lower.copy(result.data() + size, lower.size());
+            size += lower.size();
+        }
     }
-    if (end != begin && end[-1] == ' ')
-        --end;
-    result.resize(static_cast<std::size_t>(end - begin));
+    if (size > 0 && result[size - 1] == ' ')
+        --size;
+    result.resize(size);
     return result;
+}
+
+/// Calls `visit` for each line of `text`, the empty ones included.
+template <class Visit> void forEachLine(std::string_view text, const Visit& visit)
+{
+    for (;;) {
+        const std::size_t end = text.find('\n');
+        visit(text.substr(0, end));
+        if (end == text.npos)
+            return;
+        text.remove_prefix(end + 1);
+    }
+}
+
+/// The last line of `text` that passes `test`; nothing when none does.
+template <class Test> std::optional<std::string_view> lastLine(std::string_view text, const Test& test)
+{
+    for (;;) {
+        const std::size_t feed = text.rfind('\n');
+        const std::string_view line = feed == text.npos ? text : text.substr(feed + 1);
+        if (test(line))
+            return line;
+        if (feed == text.npos)
+            return std::nullopt;
+        text = text.substr(0, feed);
+    }
 }
 
 /// The options with their labels in the form in which they are compared.
@@ -269,12 +329,12 @@ std::vector<MenuOption> menu(std::string_view screen)
             lowest.swap(current);
         current.clear();
     };
-    for (const std::string_view line : Text::split(screen, '\n')) {
+    forEachLine(screen, [&](std::string_view line) {
         std::optional<MenuOption> option = menuOption(line);
         if (!option) {
             if (!current.empty() && ++linesBetween > mostLinesBetween)
                 close();
-            continue;
+            return;
         }
         if (!current.empty() && option->number != current.back().number + 1)
             close();
@@ -282,16 +342,18 @@ std::vector<MenuOption> menu(std::string_view screen)
             current.push_back(*std::move(option));
             linesBetween = 0;
         }
-    }
+    });
     close();
     return lowest;
 }
 
 bool isQuestionScreen(std::string_view screen, const std::vector<std::string>& markers)
 {
-    const std::string text = Text::lowercased(collapsed(screen));
-    return std::any_of(markers.begin(), markers.end(),
-        [&](const std::string& marker) { return !marker.empty() && contains(text, Text::lowercased(marker)); });
+    std::vector<std::string> phrases;
+    phrases.reserve(markers.size());
+    for (const std::string& marker : markers)
+        phrases.push_back(Text::lowercased(marker));
+    return PhraseSearch(std::move(phrases)).isAnyIn(collapsedLowercase(screen));
 }
 
 std::optional<MenuOption> option(std::string_view choice, AttentionKind, const std::vector<MenuOption>& options)
@@ -331,9 +393,8 @@ std::optional<std::vector<std::string>> openQuestionKeys(std::string_view screen
 
 std::optional<std::string> suggestion(std::string_view ansiScreen)
 {
-    const std::vector<std::string_view> lines = Text::split(ansiScreen, '\n');
-    const auto line = std::find_if(lines.rbegin(), lines.rend(), isInputLine);
-    if (line == lines.rend())
+    const auto line = lastLine(ansiScreen, isInputLine);
+    if (!line)
         return std::nullopt;
     const auto text = onlyFaintText(line->substr(line->find(promptMark) + promptMark.size()));
     if (!text)
@@ -346,16 +407,18 @@ std::optional<std::string> suggestion(std::string_view ansiScreen)
 
 std::optional<std::string> claudeMode(std::string_view screen)
 {
-    const std::vector<std::string_view> lines = Text::splitNonEmpty(screen, '\n');
-    for (auto each = lines.rbegin(); each != lines.rend(); ++each) {
-        std::string_view line = Text::trimmedBlanks(*each);
+    std::optional<std::string> mode;
+    lastLine(screen, [&](std::string_view line) {
+        line = Text::trimmedBlanks(line);
         if (!line.starts_with("⏵⏵") && !line.starts_with("⏸"))
-            continue;
+            return false;
         line.remove_prefix(firstLetter(line));
-        if (const std::size_t end = line.find(" on"); end != line.npos)
-            return std::string(line.substr(0, end));
-    }
-    return std::nullopt;
+        const std::size_t end = line.find(" on");
+        if (end != line.npos)
+            mode = line.substr(0, end);
+        return end != line.npos;
+    });
+    return mode;
 }
 
 std::string normalize(std::string_view text)

@@ -15,6 +15,8 @@ using namespace std::chrono_literals;
 
 constexpr std::chrono::nanoseconds tickInterval = 2s; // catches what makes no event, such as a growing record
 constexpr std::chrono::nanoseconds acceptPause = 50ms;
+/// How many threads wait for a connection at most, while others serve theirs. Two that take turns need no hand-off.
+constexpr std::size_t mostAccepting = 4;
 constexpr std::size_t longestRequest = std::size_t{64} << 20;
 
 std::string successLine(const JSON& id, std::string_view result)
@@ -111,7 +113,7 @@ void TarnelDaemon::run()
     refresher.refresh(); // so that the first subscriber is told at once
     watch.start();
     ticker = std::thread([this] { tick(); });
-    acceptConnections(*listener);
+    acceptConnections(listener);
 }
 
 void TarnelDaemon::stop()
@@ -131,12 +133,6 @@ void TarnelDaemon::stop()
         connection->close();
 }
 
-bool TarnelDaemon::hasStopped()
-{
-    MutexLock lock(mutex);
-    return isStopping;
-}
-
 bool TarnelDaemon::pause(std::chrono::nanoseconds duration)
 {
     const auto end = std::chrono::steady_clock::now() + duration;
@@ -153,19 +149,61 @@ void TarnelDaemon::tick()
         refresher.schedule(0ns);
 }
 
-void TarnelDaemon::acceptConnections(LineSocket& listener)
+void TarnelDaemon::acceptConnections(const std::shared_ptr<LineSocket>& listener)
 {
-    while (!hasStopped()) {
+    {
+        MutexLock lock(mutex);
+        accepting = 1;
+    }
+    serving.run([this, listener] { acceptAndServe(listener); });
+    MutexLock lock(mutex);
+    while (!isStopping)
+        stopped.wait(mutex);
+}
+
+/// A thread that has accepted a connection serves it, since handing it to another would cost more than most requests;
+/// one that waits for the next connection there always is.
+void TarnelDaemon::acceptAndServe(const std::shared_ptr<LineSocket>& listener)
+{
+    for (;;) {
+        std::shared_ptr<Connection> connection;
         try {
-            auto socket = listener.accept();
+            auto socket = listener->accept();
             socket->setLineLimit(longestRequest);
-            const auto connection = std::make_shared<Connection>(std::move(socket));
-            serving.run([this, connection] { serve(connection); });
+            connection = std::make_shared<Connection>(std::move(socket));
+            if (!othersAccept())
+                serving.run([this, listener] { acceptAndServe(listener); });
         } catch (const std::exception&) {
             // No descriptors, memory or threads left, most likely: what is served goes on, and may free some.
-            pause(acceptPause);
+            if (pause(acceptPause))
+                continue;
+            return;
         }
+        serve(connection);
+        if (!acceptsAgain())
+            return;
     }
+}
+
+/// Leaves accepting to the other threads that do. Returns false when there is none, and the caller's place is to be
+/// taken by another.
+bool TarnelDaemon::othersAccept()
+{
+    MutexLock lock(mutex);
+    if (accepting == 1)
+        return false;
+    --accepting;
+    return true;
+}
+
+/// Joins those that accept, unless they are enough or the daemon stops.
+bool TarnelDaemon::acceptsAgain()
+{
+    MutexLock lock(mutex);
+    if (isStopping || accepting == mostAccepting)
+        return false;
+    ++accepting;
+    return true;
 }
 
 void TarnelDaemon::serve(const std::shared_ptr<Connection>& connection)
@@ -217,6 +255,8 @@ std::optional<std::string> TarnelDaemon::answer(const std::shared_ptr<Connection
             subscribe(connection, id);
         else if (method == "command")
             submit(connection, id, params);
+        else if (!MethodTable::find(method))
+            connection->reply(errorLine(id, "failed", DaemonError::unknownMethod(method).what()));
         else
             connection->reply(successLine(id, result(method, params)));
     } catch (const std::exception& error) {
@@ -259,9 +299,7 @@ std::optional<std::string> TarnelDaemon::observe(
 
 std::string TarnelDaemon::result(const std::string& name, const JSON::Object& members)
 {
-    const Method* method = MethodTable::find(name);
-    if (!method)
-        throw DaemonError::unknownMethod(name);
+    const Method* method = MethodTable::find(name); // `answer` has seen that there is one
     const Params params(members);
     if (method->isTraced) {
         const std::string target = params.string("pane").value_or(params.string("method").value_or(""));

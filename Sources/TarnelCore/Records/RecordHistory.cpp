@@ -105,6 +105,9 @@ void RecordHistory::readAfresh(const RecordFile& file)
     const bool isHeadRead = resumeAt.has_value();
     visit(file, extent.tailBegin, file.stamp().size);
     isComplete = isHeadRead && resumeAt;
+    head.shrink_to_fit(); // it grows no more
+    if (tail.capacity() > tail.size() + tail.size() / 4)
+        tail.shrink_to_fit();
     // What starts within a line cannot be continued: it is no line once it goes on.
     if (!isComplete || extent.isFragment)
         resumeAt.reset();

@@ -106,7 +106,7 @@ private:
 
     [[nodiscard]] std::optional<std::string> nameOf(NameTable::Number number) const
     {
-        return number == 0 ? std::nullopt : std::optional(names.text(number));
+        return number == 0 ? std::nullopt : std::optional<std::string>(names.text(number));
     }
 
     /// The latest call whose result is not there.
