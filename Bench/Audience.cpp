@@ -20,8 +20,8 @@ Audience::Audience(std::size_t subscribers)
         if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
             throw std::system_error(errno, std::generic_category(), "socketpair");
         FileDescriptor mine(ends[1]);
-        auto connection = std::make_shared<Connection>(std::make_shared<LineSocket>(FileDescriptor(ends[0])),
-            Connection::Limits{.stall = std::chrono::hours(1)});
+        auto connection = std::make_shared<Connection>(
+            std::make_shared<LineSocket>(FileDescriptor(ends[0])), Connection::Limits{.stall = std::chrono::hours(1)});
         connection->startPushing();
         publisher.subscribe(connection);
         clients.push_back({std::move(connection), std::move(mine)});

@@ -17,7 +17,8 @@ public:
     /// Without panes there is no multiplexer either.
     explicit InnerEngine(std::size_t panes, Scene scene = Scene::mixed, int delayMs = 0)
         : multiplexer(panes == 0 ? nullptr : startMuxle(folder / "muxle.sock", panes, scene, delayMs))
-        , subject(MuxleClient(std::make_shared<MuxleSocket>(folder / "muxle.sock")), "studio", {}, {.home = folder.path()})
+        , subject(
+              MuxleClient(std::make_shared<MuxleSocket>(folder / "muxle.sock")), "studio", {}, {.home = folder.path()})
     {
         writeRecords(generatedWorld(panes, scene), folder.path());
     }

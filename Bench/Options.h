@@ -5,9 +5,11 @@
 namespace tarnel::bench {
 
 struct Options {
-    std::string goals;  ///< The file of limits.
+    std::string goals; ///< The file of limits.
     std::string report; ///< Where the JSON report goes; nowhere when empty.
-    std::string growth; ///< Where the growth tables go, as JSON; they are not measured when empty.
+    std::string pattern; ///< Of the page, see Page.h.
+    std::string page; ///< Where the page goes; the growth tables are not measured when empty.
+    std::string plot; ///< Where the page's plot goes.
     int repetitions = 5;
 };
 

@@ -84,8 +84,9 @@ private:
         clock += random.between(150, 9'000);
         const auto seconds = static_cast<unsigned>(clock / 1'000 % 86'400);
         char text[32];
-        std::snprintf(text, sizeof text, "2026-03-%02uT%02u:%02u:%02u.%03uZ", static_cast<unsigned>(1 + clock / 86'400'000 % 28),
-            seconds / 3'600, seconds / 60 % 60, seconds % 60, static_cast<unsigned>(clock % 1'000));
+        std::snprintf(text, sizeof text, "2026-03-%02uT%02u:%02u:%02u.%03uZ",
+            static_cast<unsigned>(1 + clock / 86'400'000 % 28), seconds / 3'600, seconds / 60 % 60, seconds % 60,
+            static_cast<unsigned>(clock % 1'000));
         return text;
     }
 
@@ -101,8 +102,8 @@ private:
         const std::string previous = std::exchange(lastID, uuid());
         return R"({"parentUuid":")" + previous + R"(","isSidechain":)" + (random.isOneIn(40) ? "true" : "false")
             + R"(,"userType":"external","cwd":"/home/me/project","sessionId":")" + sessionID
-            + R"(","version":"2.0.14","gitBranch":"main","type":")" + std::string(type) + R"(","message":)" + message + more
-            + R"(,"uuid":")" + lastID + R"(","timestamp":")" + time() + "\"}\n";
+            + R"(","version":"2.0.14","gitBranch":"main","type":")" + std::string(type) + R"(","message":)" + message
+            + more + R"(,"uuid":")" + lastID + R"(","timestamp":")" + time() + "\"}\n";
     }
 
     std::string assistant(const std::string& block)
@@ -150,7 +151,9 @@ private:
                 R"({"type":"message","role":"assistant","content":[{"type":"output_text","text":)" + text + "}]}");
             break;
         case Kind::grok:
-            out += R"({"type":"assistant","content":)" + text + R"(,"model_id":"model-1"})" "\n";
+            out += R"({"type":"assistant","content":)" + text
+                + R"(,"model_id":"model-1"})"
+                  "\n";
             break;
         }
     }
@@ -160,11 +163,13 @@ private:
         const auto [name, input] = toolCall();
         const std::string id = "call_" + TextGenerator::digits(random, 24);
         const std::size_t size = textSize(random);
-        const std::string raw = random.isOneIn(2) ? TextGenerator::output(random, size) : TextGenerator::code(random, size);
+        const std::string raw =
+            random.isOneIn(2) ? TextGenerator::output(random, size) : TextGenerator::code(random, size);
         const std::string result = quoted(raw);
         switch (kind) {
         case Kind::claude: {
-            out += assistant(R"({"type":"tool_use","id":")" + id + R"(","name":")" + name + R"(","input":)" + input + "}");
+            out +=
+                assistant(R"({"type":"tool_use","id":")" + id + R"(","name":")" + name + R"(","input":)" + input + "}");
             const std::string also = size < 40'000 && random.isOneIn(2)
                 ? R"(,"toolUseResult":{"stdout":)" + result + R"(,"stderr":"","interrupted":false,"isImage":false})"
                 : R"(,"toolUseResult":{"type":"text","isImage":false})";
@@ -176,15 +181,18 @@ private:
         }
         case Kind::codex:
             out += line("response_item",
-                R"({"type":"function_call","name":")" + name + R"(","arguments":)" + quoted(input) + R"(,"call_id":")" + id
-                    + "\"}");
+                R"({"type":"function_call","name":")" + name + R"(","arguments":)" + quoted(input) + R"(,"call_id":")"
+                    + id + "\"}");
             out += line("response_item",
                 R"({"type":"function_call_output","call_id":")" + id + R"(","output":)"
-                    + quoted(R"({"output":)" + result + R"(,"metadata":{"exit_code":0,"duration_seconds":0.4}})") + "}");
+                    + quoted(R"({"output":)" + result + R"(,"metadata":{"exit_code":0,"duration_seconds":0.4}})")
+                    + "}");
             break;
         case Kind::grok:
             out += R"({"type":"assistant","content":"","tool_calls":[{"id":")" + id + R"(","name":")" + name
-                + R"(","arguments":)" + quoted(input) + R"(}],"model_id":"model-1"})" "\n";
+                + R"(","arguments":)" + quoted(input)
+                + R"(}],"model_id":"model-1"})"
+                  "\n";
             out += R"({"type":"tool_result","tool_call_id":")" + id + R"(","content":)" + result + "}\n";
             break;
         }
@@ -194,20 +202,22 @@ private:
     {
         const std::string file = quoted("/home/me/project/" + TextGenerator::path(random));
         if (kind == Kind::codex)
-            return {"exec_command", R"({"cmd":)" + quoted(TextGenerator::command(random))
+            return {"exec_command",
+                R"({"cmd":)" + quoted(TextGenerator::command(random))
                     + R"(,"workdir":"/home/me/project","max_output_tokens":6000})"};
         switch (random.below(5)) {
         case 0:
             return {"Read", R"({"file_path":)" + file + R"(,"offset":1,"limit":200})"};
         case 1:
             return {"Edit",
-                R"({"file_path":)" + file + R"(,"old_string":)" + quoted(TextGenerator::code(random, random.between(60, 1'500)))
-                    + R"(,"new_string":)" + quoted(TextGenerator::code(random, random.between(60, 1'500)))
-                    + R"(,"replace_all":false})"};
+                R"({"file_path":)" + file + R"(,"old_string":)"
+                    + quoted(TextGenerator::code(random, random.between(60, 1'500))) + R"(,"new_string":)"
+                    + quoted(TextGenerator::code(random, random.between(60, 1'500))) + R"(,"replace_all":false})"};
         case 2:
             return {"Grep", R"({"pattern":"find\\w+","path":)" + file + R"(,"output_mode":"content","-n":true})"};
         default:
-            return {"Bash", R"({"command":)" + quoted(TextGenerator::command(random))
+            return {"Bash",
+                R"({"command":)" + quoted(TextGenerator::command(random))
                     + R"(,"description":"Run the checks","timeout":120000})"};
         }
     }
@@ -220,7 +230,9 @@ private:
         case Kind::claude:
             if (random.isOneIn(3))
                 out += R"({"type":"file-history-snapshot","messageId":")" + uuid()
-                    + R"(","snapshot":{"trackedFileBackups":{},"timestamp":")" + time() + R"("},"isSnapshotUpdate":false})" "\n";
+                    + R"(","snapshot":{"trackedFileBackups":{},"timestamp":")" + time()
+                    + R"("},"isSnapshotUpdate":false})"
+                      "\n";
             else
                 out += assistant(R"({"type":"thinking","thinking":)" + quoted(TextGenerator::prose(random, size))
                     + R"(,"signature":")" + TextGenerator::digits(random, 400) + "\"}");

@@ -9,9 +9,9 @@
 namespace tarnel::bench {
 
 /// Makes the lines of a session, one after the other: prompts, replies, tool calls and their results, and what agents
-/// write besides. Lines have 300 bytes to 200 KB; most are short and most bytes stand in long ones. Texts are prose, code
-/// and terminal output, with escapes, some of them in other scripts. The same seed gives the same bytes everywhere.
-/// Thread-safety: none.
+/// write besides. Lines have 300 bytes to 200 KB; most are short and most bytes stand in long ones. Texts are prose,
+/// code and terminal output, with escapes, some of them in other scripts. The same seed gives the same bytes
+/// everywhere. Thread-safety: none.
 class RecordGenerator {
 public:
     RecordGenerator(RecordPlace::Kind kind, std::uint64_t seed);

@@ -133,13 +133,14 @@ Measure prepareColdRead()
         const std::string text(fitting(generated, windowBytes));
         const std::string name = std::to_string(static_cast<int>(kind));
         const std::string path = setup->folder.write(name + "/chat_history.jsonl", text);
-        setup->records.emplace_back(
-            RecordPlace{kind, kind == RecordPlace::Kind::grok ? setup->folder / name : path}, std::make_unique<BarePass>(text));
+        setup->records.emplace_back(RecordPlace{kind, kind == RecordPlace::Kind::grok ? setup->folder / name : path},
+            std::make_unique<BarePass>(text));
     }
     return [setup] {
         Sample sum{0, 0};
         for (const auto& [place, bare] : setup->records) {
-            const Sample one = inTurns(5, [&] { return coldRead(place); }, [&] { return bare->run(); });
+            const Sample one = inTurns(
+                5, [&] { return coldRead(place); }, [&] { return bare->run(); });
             sum.subject += one.subject;
             sum.reference += one.reference;
         }
@@ -150,13 +151,19 @@ Measure prepareColdRead()
 Measure prepareAppend()
 {
     struct Setup {
-        GrowingRecord record{RecordPlace::Kind::claude, windowBytes - 100 * appendedBytes};
+        GrowingRecord record{RecordPlace::Kind::claude, windowBytes - 110 * appendedBytes};
         TranscriptCache cache{"/home/me"};
     };
     const auto setup = std::make_shared<Setup>();
     setup->cache.transcript(setup->record.at());
     return [setup] {
-        return inTurns(7, [&] { return appendRefresh(setup->record, setup->cache); },
+        return inTurns(
+            7,
+            [&] {
+                // The cold read has emptied the processor's caches, as nothing does between two refreshes.
+                appendRefresh(setup->record, setup->cache);
+                return appendRefresh(setup->record, setup->cache);
+            },
             [&] { return coldRead(setup->record.at()); });
     };
 }
@@ -172,7 +179,8 @@ Measure prepareLargeAppend()
     setup->cache.transcript(setup->large.at());
     setup->cache.transcript(setup->small.at());
     return [setup] {
-        return inTurns(15, [&] { return appendRefresh(setup->large, setup->cache); },
+        return inTurns(
+            15, [&] { return appendRefresh(setup->large, setup->cache); },
             [&] { return appendRefresh(setup->small, setup->cache); });
     };
 }
@@ -199,11 +207,11 @@ Measure prepareNothingNew()
     setup->refresh();
     return [setup] {
         constexpr int times = 100;
-        return Sample{systemCalls([&] {
-                          for (int i = 0; i < times; ++i)
-                              setup->refresh();
-                      })
-                / times,
+        return Sample{
+            systemCalls([&] {
+                for (int i = 0; i < times; ++i)
+                    setup->refresh();
+            }) / times,
             1};
     };
 }
@@ -244,6 +252,12 @@ void readRecords(const std::string& folder)
     for (std::size_t i = 0; i < memoryRecords; ++i)
         text += textOf(*cache.transcript({RecordPlace::Kind::claude, folder + "/" + std::to_string(i)}));
     std::printf("%f %f\n", anonymousMiB() - before, static_cast<double>(text) / (1 << 20));
+}
+
+void readRecord(const std::string& path)
+{
+    TranscriptCache cache("/home/me");
+    std::printf("%zu\n", cache.transcript({RecordPlace::Kind::claude, path})->entries.size());
 }
 
 std::vector<Row> recordRows()

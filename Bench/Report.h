@@ -16,9 +16,9 @@ struct RowResult {
     std::string name;
     std::string what;
     std::string unit;
-    double subject = 0;   ///< Medians over the repetitions, each for itself.
+    double subject = 0; ///< Medians over the repetitions, each for itself.
     double reference = 0;
-    double ratio = 0;     ///< Median of the repetitions' ratios.
+    double ratio = 0; ///< Median of the repetitions' ratios.
     std::vector<double> ratios; ///< Ascending.
     double goal = 0;
     double stretch = 0;
@@ -49,6 +49,7 @@ public:
     void finish() const;
     [[nodiscard]] bool isWithinGoals() const;
     [[nodiscard]] std::string json() const;
+    [[nodiscard]] const std::vector<RowResult>& rowResults() const { return results; }
 
 private:
     const std::vector<Row>& rows;

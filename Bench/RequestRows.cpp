@@ -31,8 +31,8 @@ struct Ends {
     std::string line = std::string(messageBytes - 1, 'x') + "\n";
     std::string buffer;
 
-    explicit Ends(bool isKept)
-        : bareServer(startBareServer(bare, messageBytes, isKept))
+    Ends()
+        : bareServer(startBareServer(bare, messageBytes, true))
     {
         awaitListener(daemon);
         if (BareSocket::roundTrip(daemon, request, buffer) == 0 || buffer.find("none") == buffer.npos)
@@ -41,10 +41,7 @@ struct Ends {
 };
 
 /// The median of many, in milliseconds: what else runs on the machine delays some of them, but seldom most.
-template <class Trip> double medianOf(const Trip& trip)
-{
-    return Bench::measure(requestsAtOnce, 0, trip).p50();
-}
+template <class Trip> double medianOf(const Trip& trip) { return Bench::measure(requestsAtOnce, 0, trip).p50(); }
 
 double freshTrips(const std::string& socket, const std::string& line, std::string& buffer)
 {
@@ -61,20 +58,22 @@ double keptTrips(const FileDescriptor& socket, const std::string& line, std::str
 
 Measure prepareFresh()
 {
-    const auto ends = std::make_shared<Ends>(false);
+    const auto ends = std::make_shared<Ends>();
     return [ends] {
-        return inTurns(9, [&] { return freshTrips(ends->daemon, request, ends->buffer); },
+        return inTurns(
+            9, [&] { return freshTrips(ends->daemon, request, ends->buffer); },
             [&] { return freshTrips(ends->bare, ends->line, ends->buffer); });
     };
 }
 
 Measure prepareKept()
 {
-    const auto ends = std::make_shared<Ends>(true);
+    const auto ends = std::make_shared<Ends>();
     return [ends] {
         const FileDescriptor daemon = BareSocket::connect(ends->daemon);
         const FileDescriptor bare = BareSocket::connect(ends->bare);
-        return inTurns(9, [&] { return keptTrips(daemon, request, ends->buffer); },
+        return inTurns(
+            9, [&] { return keptTrips(daemon, request, ends->buffer); },
             [&] { return keptTrips(bare, ends->line, ends->buffer); });
     };
 }

@@ -21,9 +21,9 @@ using Measure = std::function<Sample()>;
 /// One row.
 struct Row {
     int number = 0;
-    std::string name;      ///< Also of its tables in goals.toml.
-    std::string what;      ///< For people.
-    std::string unit;      ///< Of subject and reference: "ms", "MiB", "calls".
+    std::string name; ///< Also of its tables in goals.toml.
+    std::string what; ///< For people.
+    std::string unit; ///< Of subject and reference: "ms", "MiB", "calls".
     std::string ratioUnit; ///< Behind the ratio: "D", "E"; may be empty.
     /// Sets up what is measured; it goes with the function returned.
     std::function<Measure()> prepare;

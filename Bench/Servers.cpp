@@ -134,7 +134,8 @@ private:
 /// This program.
 const std::string self = "/proc/self/exe";
 
-std::unique_ptr<Server> start(const std::string& program, std::vector<std::string> arguments, Environment environment = {})
+std::unique_ptr<Server> start(
+    const std::string& program, std::vector<std::string> arguments, Environment environment = {})
 {
     return std::make_unique<Server>(Process::Options{
         .executable = program, .arguments = std::move(arguments), .environment = std::move(environment)});
@@ -152,12 +153,16 @@ std::optional<int> serveIfAsked(int count, char** values)
     if (arguments[0] == "--serve-bare")
         serveBare(arguments.at(1), std::stoul(arguments.at(2)), arguments.at(3) == "kept");
     if (arguments[0] == "--serve-muxle")
-        StandIn(generatedWorld(std::stoul(arguments.at(2)), std::stoi(arguments.at(4)) != 0 ? Scene::quiet : Scene::mixed),
+        StandIn(
+            generatedWorld(std::stoul(arguments.at(2)), std::stoi(arguments.at(4)) != 0 ? Scene::quiet : Scene::mixed),
             std::stoi(arguments.at(3)))
             .serve(BareSocket::listen(arguments.at(1)));
-    if (arguments[0] != "--read-records")
+    if (arguments[0] == "--read-records")
+        readRecords(arguments.at(1));
+    else if (arguments[0] == "--read-record")
+        readRecord(arguments.at(1));
+    else
         return std::nullopt;
-    readRecords(arguments.at(1));
     return 0;
 }
 

@@ -19,6 +19,9 @@ std::optional<int> serveIfAsked(int count, char** values);
 /// Reads the 20 records in `folder` and prints how many MiB the process has grown, and how many MiB of text it keeps.
 void readRecords(const std::string& folder);
 
+/// Reads one record, as Claude writes them.
+void readRecord(const std::string& path);
+
 /// The whole output of this program run with `arguments`.
 std::string outputOf(const std::vector<std::string>& arguments);
 
@@ -49,7 +52,7 @@ std::unique_ptr<Server> startMuxle(
 /// The programs that stand beside this one, named on its command line.
 struct Programs {
     std::string daemon; ///< tarneld
-    std::string hello;  ///< A daemon that only listens.
+    std::string hello; ///< A daemon that only listens.
 };
 Programs& programs();
 

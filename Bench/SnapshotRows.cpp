@@ -47,7 +47,8 @@ Measure prepareSnapshot(int delayMs, int rounds)
 {
     const auto inner = std::make_shared<InnerEngine>(paneCount, Scene::mixed, delayMs);
     return [inner, rounds, buffer = std::make_shared<std::string>()] {
-        return inTurns(rounds, [&] { return takeSnapshot(inner->engine()); },
+        return inTurns(
+            rounds, [&] { return takeSnapshot(inner->engine()); },
             [&] { return fetchBare(inner->muxleSocket(), *buffer); });
     };
 }
@@ -70,7 +71,8 @@ Measure prepareWriting()
         throw std::logic_error("the snapshot has " + std::to_string(text.size()) + " bytes");
     const auto tree = std::make_shared<const nlohmann::json>(nlohmann::json::parse(text));
     return [snapshot, tree] {
-        return inTurns(15, [&] { return timed(Clock::thread, [&] { benchmark::DoNotOptimize(written(*snapshot)); }); },
+        return inTurns(
+            15, [&] { return timed(Clock::thread, [&] { benchmark::DoNotOptimize(written(*snapshot)); }); },
             [&] { return timed(Clock::thread, [&] { benchmark::DoNotOptimize(tree->dump()); }); });
     };
 }
@@ -97,7 +99,8 @@ Measure preparePush()
     setup->line = written(setup->base);
     setup->copies.assign(subscriberCount, setup->line);
     return [setup] {
-        return inTurns(9,
+        return inTurns(
+            9,
             [&] {
                 const auto snapshot = setup->next();
                 return timed(Clock::process, [&] { setup->audience.push(snapshot); });
@@ -126,7 +129,8 @@ Measure prepareStalled()
             const auto snapshot = pushing.next();
             return timed(Clock::wall, [&] { pushing.audience.push(snapshot); });
         };
-        return inTurns(25, [&] { return push(setup->others); }, [&] { return push(setup->all); });
+        return inTurns(
+            25, [&] { return push(setup->others); }, [&] { return push(setup->all); });
     };
 }
 
@@ -158,7 +162,8 @@ Measure prepareScreen()
         setup->screens.push_back(TextGenerator::screen(random, screenTripBytes, i % 3 == 0));
     return [setup] {
         const auto count = static_cast<double>(setup->screens.size());
-        return inTurns(15,
+        return inTurns(
+            15,
             [&] {
                 return timed(Clock::wall, [&] {
                     for (const std::string& screen : setup->screens)

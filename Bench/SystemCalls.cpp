@@ -27,7 +27,8 @@ template <class Function> Function* systemsOwn(const char* name)
 extern "C" int pthread_create(
     pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*), void* argument) noexcept
 {
-    static auto* const real = systemsOwn<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
+    static auto* const real =
+        systemsOwn<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
     ++started;
     return real(thread, attributes, routine, argument);
 }

@@ -11,8 +11,8 @@ constexpr std::array<std::string_view, 40> words{"the", "a", "test", "file", "re
     "order", "thread", "server", "request", "timeout", "refactoring"};
 constexpr std::array<std::string_view, 10> foreign{"für größere Änderungen", "déjà vérifié", "проверка завершена",
     "テストを実行します", "文件已更新", "확인했습니다", "✅ done", "→ weiter", "“quoted”", "🚀🚀"};
-constexpr std::array<std::string_view, 8> folders{"src", "lib", "tests", "app/models", "packages/core", "docs", "server",
-    "include/net"};
+constexpr std::array<std::string_view, 8> folders{
+    "src", "lib", "tests", "app/models", "packages/core", "docs", "server", "include/net"};
 constexpr std::array<std::string_view, 12> stems{"parser", "cache", "index", "queue", "session", "reader", "writer",
     "socket", "layout", "config", "transcript", "report"};
 constexpr std::array<std::string_view, 6> endings{".cpp", ".h", ".ts", ".py", ".md", ".json"};
@@ -20,7 +20,8 @@ constexpr std::array<std::string_view, 8> commands{"npm test -- --watch=false", 
     "cmake --build build -j8", "rg -n \"TODO\" src | head -50", "python3 -m pytest -q", "ls -la", "cargo check 2>&1",
     "sed -n '1,120p' src/parser.cpp"};
 constexpr std::array<std::string_view, 8> statements{"return value;", "if (found == end)", "auto name = \"text\";",
-    "log(\"path\\t%s\\n\", path);", "const regex = /\\d+\\.\\d+/;", "for (const auto& each : list) {", "}", "// checked"};
+    "log(\"path\\t%s\\n\", path);", "const regex = /\\d+\\.\\d+/;", "for (const auto& each : list) {", "}",
+    "// checked"};
 
 std::string number(Random& random, std::size_t limit) { return std::to_string(random.below(limit)); }
 
@@ -114,8 +115,9 @@ std::string screen(Random& random, std::size_t bytes, bool asks)
         return drawn + "\n";
     }();
     if (asks)
-        text += "  Do you want to proceed?\n  ❯ 1. Yes\n    2. Yes, and don't ask again\n    3. No, and tell what to do\n\n"
-                "  Esc to cancel · Tab to amend\n";
+        text +=
+            "  Do you want to proceed?\n  ❯ 1. Yes\n    2. Yes, and don't ask again\n    3. No, and tell what to do\n\n"
+            "  Esc to cancel · Tab to amend\n";
     else
         text += rule + "❯ \n" + rule + "  ⏵⏵ accept edits on (shift+tab to cycle)\n";
     return text;

@@ -29,8 +29,7 @@ template <class Work> double timed(Clock clock, const Work& work)
 }
 
 /// The medians of `rounds` runs of each, one after the other in turns. Both return what they measured.
-template <class Subject, class Reference>
-Sample inTurns(int rounds, const Subject& subject, const Reference& reference)
+template <class Subject, class Reference> Sample inTurns(int rounds, const Subject& subject, const Reference& reference)
 {
     std::vector<double> subjects;
     std::vector<double> references;

@@ -50,7 +50,9 @@ MuxleWorld generatedWorld(std::size_t panes, Scene scene)
             .workspace = workspaceID,
             .tab = tabID,
             .agent = "claude",
-            .status = isBlocked ? "blocked" : isWorking ? "working" : "idle",
+            .status = isBlocked ? "blocked"
+                : isWorking     ? "working"
+                                : "idle",
             .cwd = "/home/me/project",
             .title = "Fix the build of module " + std::to_string(i),
             .sessionID = sessionOf(i),
@@ -89,13 +91,15 @@ MachineSnapshot generatedSnapshot(std::size_t panes)
     for (std::size_t i = 0; i < snapshot.agents.size(); ++i) {
         const MuxleAgent& agent = snapshot.agents[i];
         snapshot.statusLines->emplace(agent.paneID,
-            StatusLine{.model = "claude-opus-5", .contextUsed = 45'658, .contextWindow = 1'000'000, .mode = "accept edits"});
+            StatusLine{
+                .model = "claude-opus-5", .contextUsed = 45'658, .contextWindow = 1'000'000, .mode = "accept edits"});
         if (i % 2 != 0)
             continue;
         AttentionItem item{.kind = AttentionKind::finished,
             .fingerprint = {snapshot.machine, agent.paneID, agent.stateChangeSeq, AttentionKind::finished,
                 Fingerprint::hash(agent.paneID)},
-            .card = CardBuilder::build(snapshot.machine, agent, "project", nullptr, TextGenerator::screen(random, 900, false)),
+            .card = CardBuilder::build(
+                snapshot.machine, agent, "project", nullptr, TextGenerator::screen(random, 900, false)),
             .waitingSince = snapshot.takenAt,
             .stateChangeSeq = agent.stateChangeSeq,
             .revision = agent.revision,

@@ -15,7 +15,8 @@ int main(int count, char** values)
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
     ::unlink(path.c_str());
-    if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || ::listen(listener, 32) != 0)
+    if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0
+        || ::listen(listener, 32) != 0)
         return 1;
     const std::string reply = "hello\n";
     for (;;) {

@@ -1,15 +1,18 @@
 // tarnel-bench: measures the system against the bare limits of the machine that it runs on. See script/bench.
-#include "Bench/Growth.h"
 #include "Bench/Options.h"
+#include "Bench/Page.h"
 #include "Bench/Report.h"
 #include "Bench/Row.h"
 #include "Bench/Servers.h"
+#include "TarnelCore/Base/FileDescriptor.h"
 #include "TarnelCore/Base/Files.h"
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <exception>
-#include <memory>
+#include <fcntl.h>
+#include <stdexcept>
+#include <unistd.h>
 
 namespace tarnel::bench {
 
@@ -49,10 +52,52 @@ void measure(benchmark::State& state, const Row& row, Current& current)
 
 int usage()
 {
-    std::fputs("usage: tarnel-bench --goals FILE --daemon tarneld --hello bench-hello [--report FILE] [--growth FILE]\n"
-               "                    [--repetitions N] [--benchmark_filter=REGEX]\n",
+    std::fputs("usage: tarnel-bench --goals FILE --daemon tarneld --hello bench-hello [--repetitions N]\n"
+               "                    [--report FILE] [--pattern FILE --page FILE --plot FILE]\n"
+               "                    [--benchmark_filter=REGEX]\n",
         stderr);
     return 2;
+}
+
+std::string readFile(const std::string& path)
+{
+    auto text = Files::read(path);
+    if (!text)
+        throw std::runtime_error("cannot read " + path);
+    return *std::move(text);
+}
+
+/// What the daemons print is of no interest here; returns where this program's own errors go.
+FILE* silenceChildren()
+{
+    FILE* const own = ::fdopen(::dup(STDERR_FILENO), "w");
+    const FileDescriptor nothing(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    ::dup2(nothing.get(), STDERR_FILENO);
+    return own;
+}
+
+int measureAll(const Options& options)
+{
+    const std::vector<Row> rows = allRows();
+    Report report(rows, PerfBudgets(readFile(options.goals)));
+    const std::string pattern = options.page.empty() ? "" : readFile(options.pattern);
+    Current current;
+    for (const Row& row : rows)
+        benchmark::RegisterBenchmark(row.name.c_str(), [&](benchmark::State& state) { measure(state, row, current); })
+            ->Iterations(1)
+            ->Repetitions(options.repetitions)
+            ->UseManualTime();
+    benchmark::RunSpecifiedBenchmarks(&report);
+    current = {};
+    report.finish();
+    if (!options.report.empty())
+        Files::writeAtomically(options.report, report.json());
+    if (!options.page.empty()) {
+        const Growth growth = measureGrowth();
+        Files::writeAtomically(options.page, page(pattern, report.rowResults(), growth));
+        Files::writeAtomically(options.plot, plot(growth));
+    }
+    return report.isWithinGoals() ? 0 : 1;
 }
 
 int run(int count, char** values)
@@ -63,27 +108,13 @@ int run(int count, char** values)
     Options options;
     if (!parse(count, values, options))
         return usage();
-    const auto goalsText = Files::read(options.goals);
-    if (!goalsText)
-        throw std::runtime_error("cannot read " + options.goals);
-    const std::vector<Row> rows = allRows();
-    Report report(rows, PerfBudgets(*goalsText));
-    if (options.repetitions > 0) {
-        Current current;
-        for (const Row& row : rows)
-            benchmark::RegisterBenchmark(row.name.c_str(),
-                [&](benchmark::State& state) { measure(state, row, current); })
-                ->Iterations(1)
-                ->Repetitions(options.repetitions)
-                ->UseManualTime();
-        benchmark::RunSpecifiedBenchmarks(&report);
+    FILE* const errors = silenceChildren();
+    try {
+        return measureAll(options);
+    } catch (const std::exception& error) {
+        std::fprintf(errors, "tarnel-bench: %s\n", error.what());
+        return 2;
     }
-    report.finish();
-    if (!options.report.empty())
-        Files::writeAtomically(options.report, report.json());
-    if (!options.growth.empty())
-        Files::writeAtomically(options.growth, measureGrowth().serialized());
-    return report.isWithinGoals() ? 0 : 1;
 }
 
 } // namespace

@@ -55,7 +55,7 @@ bool PhraseSearch::isAnyIn(std::string_view text) const
 bool PhraseSearch::startsAny(std::string_view text) const
 {
     return std::any_of(longPhrases.begin(), longPhrases.end(),
-        [&](const std::string& phrase) { return text.starts_with(phrase); });
+        [&](const std::string& phrase) { return phrase[0] == text[0] && text.starts_with(phrase); });
 }
 
 } // namespace tarnel

@@ -8,9 +8,9 @@
 
 namespace tarnel {
 
-/// A search for any of several phrases that looks at few of a text's bytes: where two bytes stand that are in no phrase,
-/// it goes on as far as the shortest phrase is long. The algorithm: Wu and Manber, A Fast Algorithm for Multi-Pattern
-/// Searching, 1994. Thread-safety: none needed, it never changes.
+/// A search for any of several phrases that looks at few of a text's bytes: where two bytes stand that are in no
+/// phrase, it goes on as far as the shortest phrase is long. The algorithm: Wu and Manber, A Fast Algorithm for
+/// Multi-Pattern Searching, 1994. Thread-safety: none needed, it never changes.
 class PhraseSearch {
 public:
     /// An empty phrase is never found.

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 namespace tarnel::ScreenReading {
@@ -81,59 +82,80 @@ constexpr Word highBits = 0x80 * each;
 /// The highest bit of every byte of `word`, all of them ASCII, that is `low` or more.
 constexpr Word atLeast(Word word, unsigned char low) { return (word + (0x80u - low) * each) & highBits; }
 
-/// Writes `word` in lower case when it is ASCII without white space but for single spaces.
-bool putPlainWord(const char* from, char* to, bool isBehindSpace)
+/// Writes a word of `from` in lower case to `to`; returns how many of its bytes count, which are those before one that is
+/// not ASCII, or is white space other than a single space.
+std::size_t putPlainBytes(const char* from, char* to, bool isBehindSpace)
 {
     if constexpr (std::endian::native != std::endian::little)
-        return false;
+        return 0;
     Word word = 0;
     std::memcpy(&word, from, sizeof word);
-    if ((word & highBits) != 0 || atLeast(word, ' ') != highBits)
-        return false;
-    const Word spaces = highBits & ~atLeast(word, '!');
-    if ((spaces & (spaces << 8 | (isBehindSpace ? 0x80u : 0u))) != 0)
-        return false;
+    // Sums of bytes that are not ASCII run over into the bytes above them, which then don't count.
+    const Word printed = atLeast(word, ' ') & ~word;
+    const Word spaces = printed & ~atLeast(word, '!');
+    const Word others = (highBits & ~printed) | (spaces & (spaces << 8 | (isBehindSpace ? 0x80u : 0u)));
     word += (atLeast(word, 'A') & ~atLeast(word, 'Z' + 1)) >> 2;
     std::memcpy(to, &word, sizeof word);
-    return true;
+    return static_cast<std::size_t>(std::countr_zero(others)) / 8;
 }
 
-/// `text` in lower case, with one space for every run of white space and none at the ends.
-std::string collapsedLowercase(std::string_view text)
-{
-    std::string result;
-    // A scalar may take more bytes in lower case, but none takes three times as many; what is too much is given back.
-    result.resize(3 * text.size() / 2 + sizeof(Word));
-    std::size_t size = 0;
-    const auto isBehindSpace = [&] { return size == 0 || result[size - 1] == ' '; };
-    while (!text.empty()) {
-        if (result.size() - size < text.size() + sizeof(Word))
-            result.resize(2 * result.size());
-        if (text.size() >= sizeof(Word) && putPlainWord(text.data(), result.data() + size, isBehindSpace())) {
-            size += sizeof(Word);
-            text.remove_prefix(sizeof(Word));
-            continue;
+/// A text in lower case, with one space for every run of white space and none at the ends.
+class CollapsedLowercase {
+public:
+    explicit CollapsedLowercase(std::string_view text)
+        // A scalar takes at most three bytes for each that it took before.
+        : bytes(std::make_unique_for_overwrite<char[]>(3 * text.size() + sizeof(Word)))
+    {
+        while (!text.empty()) {
+            if (text.size() >= sizeof(Word)) {
+                const std::size_t count = putPlainBytes(text.data(), bytes.get() + size, isBehindSpace());
+                size += count;
+                text.remove_prefix(count);
+                if (count == sizeof(Word))
+                    continue;
+            }
+            text.remove_prefix(putScalar(text));
+        }
+        if (size > 0 && isBehindSpace())
+            --size;
+    }
+
+    [[nodiscard]] std::string_view view() const { return {bytes.get(), size}; }
+
+private:
+    [[nodiscard]] bool isBehindSpace() const { return size == 0 || bytes[size - 1] == ' '; }
+
+    void putSpace()
+    {
+        if (!isBehindSpace())
+            bytes[size++] = ' ';
+    }
+
+    /// Returns the bytes that the first scalar of `text` takes.
+    std::size_t putScalar(std::string_view text)
+    {
+        const char c = text.front();
+        if (static_cast<unsigned char>(c) < 0x80) {
+            if (c == ' ' || (c >= '\t' && c <= '\r'))
+                putSpace();
+            else
+                bytes[size++] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+            return 1;
         }
         const Text::Scalar scalar = Text::firstScalar(text);
-        const std::string_view bytes = text.substr(0, scalar.length);
-        text.remove_prefix(scalar.length);
-        if (Text::isWhitespace(scalar.value)) {
-            if (!isBehindSpace())
-                result[size++] = ' ';
-        } else if (scalar.value < 0x80) {
-            const bool isUpper = bytes[0] >= 'A' && bytes[0] <= 'Z';
-            result[size++] = static_cast<char>(bytes[0] + (isUpper ? 'a' - 'A' : 0));
-        } else {
-            const std::string lower = Text::lowercased(bytes);
-            lower.copy(result.data() + size, lower.size());
-            size += lower.size();
-        }
+        const bool isSymbol = scalar.value >= 0x2500 && scalar.value < 0x2C00; // of which screens are full; no letters
+        if (isSymbol)
+            size += text.copy(&bytes[size], scalar.length);
+        else if (Text::isWhitespace(scalar.value))
+            putSpace();
+        else
+            size += Text::lowercased(text.substr(0, scalar.length)).copy(&bytes[size], 3 * scalar.length);
+        return scalar.length;
     }
-    if (size > 0 && result[size - 1] == ' ')
-        --size;
-    result.resize(size);
-    return result;
-}
+
+    const std::unique_ptr<char[]> bytes;
+    std::size_t size = 0;
+};
 
 /// Calls `visit` for each line of `text`, the empty ones included.
 template <class Visit> void forEachLine(std::string_view text, const Visit& visit)
@@ -353,7 +375,7 @@ bool isQuestionScreen(std::string_view screen, const std::vector<std::string>& m
     phrases.reserve(markers.size());
     for (const std::string& marker : markers)
         phrases.push_back(Text::lowercased(marker));
-    return PhraseSearch(std::move(phrases)).isAnyIn(collapsedLowercase(screen));
+    return PhraseSearch(std::move(phrases)).isAnyIn(CollapsedLowercase(screen).view());
 }
 
 std::optional<MenuOption> option(std::string_view choice, AttentionKind, const std::vector<MenuOption>& options)

@@ -23,33 +23,68 @@ constexpr Word highBits = 0x8080808080808080;
 /// A word whose lowest set bit lies in the first byte of `word` that is zero; zero when none is.
 constexpr Word firstZero(Word word) { return (word - ones) & ~word & highBits; }
 
-/// The same for the first byte that a string cannot hold as it stands, or that begins no ASCII character. Bits above the
-/// lowest mean nothing.
+/// The same for the first byte that a string cannot hold as it stands, or that begins no ASCII character. Bits above
+/// the lowest mean nothing.
 template <JSONWriter::Slashes form> constexpr Word firstSpecial(Word word)
 {
-    Word found = word | ((word - 0x20 * ones) & ~word) | firstZero(word ^ ('"' * ones)) | firstZero(word ^ ('\\' * ones));
+    Word found =
+        word | ((word - 0x20 * ones) & ~word) | firstZero(word ^ ('"' * ones)) | firstZero(word ^ ('\\' * ones));
     if constexpr (form == JSONWriter::Slashes::escaped)
         found |= firstZero(word ^ ('/' * ones));
     return found & highBits;
 }
 
-/// How many bytes of `text` stand in a string as they are, so far as they were looked at: whole words, or less where one
-/// holds a byte that does not. With `isUnicode`, the bytes from 0x80 on do too.
-template <JSONWriter::Slashes form> std::size_t plainLength(std::string_view text, bool isUnicode)
+/// The bytes of a text shorter than a word, and plain ones behind them.
+Word shortWord(std::string_view text)
+{
+    if constexpr (std::endian::native != std::endian::little)
+        return 0; // special throughout
+    Word word = 0;
+    const std::size_t size = text.size();
+    if (size >= 4) {
+        std::uint32_t low = 0;
+        std::uint32_t high = 0;
+        std::memcpy(&low, text.data(), 4);
+        std::memcpy(&high, text.data() + size - 4, 4);
+        word = low | Word{high} << (8 * (size - 4));
+    } else {
+        const auto byte = [&](std::size_t at) { return Word{static_cast<unsigned char>(text[at])} << (8 * at); };
+        word = byte(0) | byte(size / 2) | byte(size - 1);
+    }
+    return word | ('a' * ones) << (8 * size);
+}
+
+/// How many bytes of `word` can stand in a string as they are, before one that can't. With `isUnicode`, bytes from 0x80
+/// on can.
+template <JSONWriter::Slashes form> std::size_t plainBytes(Word word, bool isUnicode)
+{
+    if (isUnicode)
+        word = (word & ~highBits) | (word & highBits) >> 1 | (word & highBits) >> 2; // now plain, 0x60 and above
+    const Word found = firstSpecial<form>(word);
+    if (std::endian::native != std::endian::little && found != 0)
+        return 0;
+    return static_cast<std::size_t>(std::countr_zero(found)) / 8;
+}
+
+/// Copies to `at` what `text` begins with and what can stand in a string as it is, and returns how many bytes that were;
+/// up to a word more is written behind them.
+template <JSONWriter::Slashes form> std::size_t copyPlain(std::string_view text, char* at, bool isUnicode)
 {
     std::size_t length = 0;
-    for (; length + sizeof(Word) <= text.size(); length += sizeof(Word)) {
+    while (length < text.size()) {
+        const std::size_t left = text.size() - length;
         Word word = 0;
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if (isUnicode)
-            word = (word & ~highBits) | (word & highBits) >> 1 | (word & highBits) >> 2; // now plain, 0x60 and above
-        if (const Word found = firstSpecial<form>(word)) {
-            if constexpr (std::endian::native == std::endian::little)
-                length += static_cast<std::size_t>(std::countr_zero(found)) / 8;
-            break;
-        }
+        if (left >= sizeof word)
+            std::memcpy(&word, text.data() + length, sizeof word);
+        else
+            word = shortWord(text.substr(length));
+        std::memcpy(at + length, &word, sizeof word);
+        const std::size_t count = plainBytes<form>(word, isUnicode);
+        if (count < std::min(left, sizeof word))
+            return length + count;
+        length += sizeof word;
     }
-    return length;
+    return text.size();
 }
 
 template <JSONWriter::Slashes form> bool needsEscape(char c)
@@ -80,10 +115,7 @@ char* putEscape(char* at, char c)
 
 } // namespace
 
-void JSONWriter::grow(std::size_t count)
-{
-    buffer.resize(std::max({used + count, 2 * buffer.size(), firstRoom}));
-}
+void JSONWriter::grow(std::size_t count) { buffer.resize(std::max({used + count, 2 * buffer.size(), firstRoom})); }
 
 void JSONWriter::write(std::int64_t value)
 {
@@ -116,35 +148,36 @@ void JSONWriter::write(std::string_view text)
 
 template <JSONWriter::Slashes form> void JSONWriter::writeText(std::string_view text)
 {
-    char* at = room(text.size() + 2);
+    char* at = room(text.size() + 2 + sizeof(Word));
     *at++ = '"';
     std::optional<bool> isUnicode; // whether the rest of the text is UTF-8; looked at once, when it matters
-    while (!text.empty()) {
-        const std::size_t plain = plainLength<form>(text, isUnicode == true);
-        at = std::copy_n(text.data(), plain, at);
+    for (;;) {
+        const std::size_t plain = copyPlain<form>(text, at, isUnicode == true);
+        at += plain;
         text.remove_prefix(plain);
-        // What follows is special, or too short for a word; its bytes are taken one by one up to the next that is plain.
-        for (std::size_t count = std::min(text.size(), sizeof(Word)); count > 0; --count) {
-            const char c = text.front();
-            const bool isASCII = static_cast<unsigned char>(c) < 0x80;
-            if (!isASCII && !isUnicode)
-                isUnicode = simdjson::validate_utf8(text.data(), text.size());
-            if (isASCII ? !needsEscape<form>(c) : *isUnicode) {
-                *at++ = c;
-                text.remove_prefix(1);
-                continue;
-            }
-            const std::size_t length = isASCII ? 1 : Text::firstScalar(text).length;
-            // Escapes are longer than what they stand for: there must be room for one, and for the rest and its quote.
-            used = static_cast<std::size_t>(at - buffer.data());
-            at = room(longestEscape + text.size() + 1);
-            if (isASCII)
-                at = putEscape(at, c);
-            else
-                at = length > 1 ? std::copy_n(text.data(), length, at) : std::copy_n("\xEF\xBF\xBD", 3, at);
-            text.remove_prefix(length);
+        if (text.empty())
             break;
+        const char c = text.front();
+        const bool isASCII = static_cast<unsigned char>(c) < 0x80;
+        if (!isASCII && !isUnicode) {
+            isUnicode = simdjson::validate_utf8(text.data(), text.size());
+            if (*isUnicode)
+                continue;
         }
+        if (isASCII ? !needsEscape<form>(c) : *isUnicode) { // where the order of bytes hides which one was special
+            *at++ = c;
+            text.remove_prefix(1);
+            continue;
+        }
+        const std::size_t length = isASCII ? 1 : Text::firstScalar(text).length;
+        // Escapes are longer than what they stand for: there must be room for one, and for the rest and its quote.
+        used = static_cast<std::size_t>(at - buffer.data());
+        at = room(longestEscape + text.size() + 1 + sizeof(Word));
+        if (isASCII)
+            at = putEscape(at, c);
+        else
+            at = length > 1 ? std::copy_n(text.data(), length, at) : std::copy_n("\xEF\xBF\xBD", 3, at);
+        text.remove_prefix(length);
     }
     *at++ = '"';
     used = static_cast<std::size_t>(at - buffer.data());

@@ -88,6 +88,7 @@ RecordStep& StepWriter::add(RecordStep::Kind kind)
 RecordStep& StepWriter::say(EntryRole role, std::string text)
 {
     RecordStep& step = add(RecordStep::Kind::entry);
+    step.role = role;
     step.entry = TranscriptEntry{.role = role, .text = std::move(text), .timestamp = current.at};
     return step;
 }
@@ -95,6 +96,7 @@ RecordStep& StepWriter::say(EntryRole role, std::string text)
 RecordStep& StepWriter::tool(std::string_view toolName, std::string_view detail, std::optional<std::string> fullDetail)
 {
     RecordStep& step = add(RecordStep::Kind::entry);
+    step.role = EntryRole::tool;
     step.entry = TranscriptEntry{.role = EntryRole::tool,
         .text = ToolSummary::describe(toolName, detail),
         .toolName = std::string(toolName),

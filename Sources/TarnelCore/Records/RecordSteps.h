@@ -57,6 +57,7 @@ struct RecordStep {
     };
 
     Kind kind = Kind::activity;
+    EntryRole role = EntryRole::user; ///< Of `entry`, beside it: going over the steps need not look at the entries.
     bool isItem = false; ///< Its line reports a completed item.
     bool isReplacedByItems = false; ///< Its entry is left out of a record that reports completed items.
     NameTable::Number name = 0;
