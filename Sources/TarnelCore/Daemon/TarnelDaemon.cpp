@@ -38,7 +38,19 @@ JSON failure(std::string_view code, std::string_view message)
 
 std::string errorLine(const JSON& id, std::string_view code, std::string_view message)
 {
-    return JSON::object({{"id", id}, {"error", failure(code, message)}}).serialized();
+    JSONWriter writer;
+    writer.beginObject();
+    writer.key("error");
+    writer.beginObject();
+    writer.key("code");
+    writer.write(code);
+    writer.key("message");
+    writer.write(message);
+    writer.endObject();
+    writer.key("id");
+    writer.write(id);
+    writer.endObject();
+    return writer.take();
 }
 
 std::map<std::string, AgentStatus> statuses(const MachineSnapshot& snapshot)

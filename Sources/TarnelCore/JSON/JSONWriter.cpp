@@ -15,6 +15,12 @@ namespace {
 /// The first room; larger texts double it.
 constexpr std::size_t firstRoom = 256;
 
+/// A text of at least `largeText` gets at once the room that the thread's last large one took: the same thread mostly
+/// writes the same kind of large text, over and over.
+constexpr std::size_t largeText = std::size_t{1} << 14;
+constexpr std::size_t largestGuess = std::size_t{1} << 20;
+thread_local std::size_t lastLargeSize = 0;
+
 /// As many bytes as are looked at together.
 using Word = std::uint64_t;
 constexpr Word ones = 0x0101010101010101;
@@ -220,6 +226,8 @@ void JSONWriter::key(std::string_view name)
 std::string JSONWriter::take()
 {
     needsComma = false;
+    if (used >= largeText)
+        lastLargeSize = std::min(used, largestGuess);
     buffer.resize(std::exchange(used, 0));
     if (std::exchange(isUnencodable, false))
         buffer = "null";

@@ -72,7 +72,8 @@ void RecordHistory::update(const RecordFile& file)
         readAfresh(file);
     const std::uint64_t size = file.stamp().size;
     read = isComplete ? std::optional(file.stamp()) : std::nullopt;
-    firstBytes.take(file, 0, std::min(size, headSample));
+    if (!isKnown || firstBytes.bytes.size() < headSample) // else they have just been compared
+        firstBytes.take(file, 0, std::min(size, headSample));
     const std::uint64_t length = std::min(size, endSample);
     lastBytes.take(file, size - length, length);
 }
