@@ -1,6 +1,7 @@
 #include "TarnelCore/Attention/ScreenReading.h"
 #include "TarnelCore/Base/Regex.h"
 #include "TarnelCore/Base/Text.h"
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
@@ -174,6 +175,41 @@ TEST(ScreenReading, recognisesQuestions)
     };
     for (const Case& c : cases)
         EXPECT_EQ(ScreenReading::isQuestionScreen(c.screen, c.markers), c.isQuestion) << c.screen;
+}
+
+/// The rule as it is put: lower case, each run of white space one space, none at the ends.
+std::string simplified(std::string_view text)
+{
+    return Text::joined(Text::words(Text::lowercased(text)), " ");
+}
+
+TEST(ScreenReading, recognisesQuestionsInAnyText)
+{
+    // Few pieces, so that markers are often met, and words of eight bytes begin anywhere.
+    const Strings pieces{"a", "B", "ab", " ", "  ", "\n", "\t", "A b", "é", "É", "─", "\u00A0", "\u212A", "İ", "\xFF", "\xE2\x94",
+        "abababab", "zzzzzzzzzz"};
+    std::mt19937 random(7);
+    const auto text = [&](std::size_t most) {
+        std::string made;
+        for (std::size_t count = random() % (most + 1); count > 0; --count)
+            made += pieces[random() % pieces.size()];
+        return made;
+    };
+    int found = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        const std::string screen = text(40);
+        Strings wanted;
+        for (std::size_t count = 1 + random() % 4; count > 0; --count)
+            wanted.push_back(simplified(text(6)));
+        const std::string plain = simplified(screen);
+        const bool expected = std::any_of(wanted.begin(), wanted.end(),
+            [&](const std::string& each) { return !each.empty() && plain.find(Text::lowercased(each)) != plain.npos; });
+        ASSERT_EQ(ScreenReading::isQuestionScreen(screen, wanted), expected)
+            << testing::PrintToString(screen) << testing::PrintToString(wanted);
+        found += expected ? 1 : 0;
+    }
+    EXPECT_GT(found, 1'000);
+    EXPECT_LT(found, 19'000);
 }
 
 TEST(ScreenReading, findsTheOptionThatAnswers)

@@ -1,9 +1,12 @@
+#include "TarnelCore/Base/Text.h"
 #include "TarnelCore/JSON/JSON.h"
 #include "TarnelCore/JSON/JSONDocument.h"
 #include "TarnelCore/JSON/JSONWriter.h"
 #include <cmath>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <limits>
+#include <random>
 
 namespace tarnel {
 
@@ -275,6 +278,49 @@ TEST(JSONWriter, escapesSlashesWhenAsked)
     for (int round = 0; round < 2; ++round) { // taking the text keeps the choice
         writer.write(JSON::object({{"a/b", "//\n"}}));
         EXPECT_EQ(writer.take(), R"({"a\/b":"\/\/\n"})");
+    }
+}
+
+/// Written byte by byte.
+std::string plainlyWritten(std::string_view text, bool escapesSlashes)
+{
+    std::string written = "\"";
+    while (!text.empty()) {
+        const std::size_t length = Text::firstScalar(text).length;
+        const unsigned char c = static_cast<unsigned char>(text[0]);
+        const std::size_t pair = std::string_view("\b\f\n\r\t\"\\").find(text[0]);
+        if (length > 1)
+            written += text.substr(0, length);
+        else if (c >= 0x80)
+            written += "\xEF\xBF\xBD";
+        else if (pair != std::string_view::npos)
+            (written += '\\') += "bfnrt\"\\"[pair];
+        else if (c == '/' && escapesSlashes)
+            written += "\\/";
+        else if (c < 0x20)
+            ((written += "\\u00") += "0123456789abcdef"[c >> 4]) += "0123456789abcdef"[c & 15];
+        else
+            written += text[0];
+        text.remove_prefix(length);
+    }
+    return written += '"';
+}
+
+TEST(JSONWriter, writesAnyTextAsByteByByte)
+{
+    const std::string_view pieces[] = {"a", "abcdefgh", "the quick", "\n", "\"", "\\", "/", "\x01", "\x1f", "\x7f", "é", "─",
+        "🚀", "\xFF", "\xC3", "\xED\xA0\x80", "\xE2\x94"};
+    std::mt19937 random(3);
+    for (int round = 0; round < 20'000; ++round) {
+        std::string text;
+        const std::size_t kinds = round % 2 == 0 ? std::size(pieces) : 13; // every other one is UTF-8
+        for (std::size_t count = random() % 30; count > 0; --count)
+            text += pieces[random() % kinds];
+        for (const auto slashes : {JSONWriter::Slashes::plain, JSONWriter::Slashes::escaped}) {
+            JSONWriter writer(slashes);
+            writer.write(std::string_view(text));
+            ASSERT_EQ(writer.take(), plainlyWritten(text, slashes == JSONWriter::Slashes::escaped));
+        }
     }
 }
 

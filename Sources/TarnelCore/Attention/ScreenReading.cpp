@@ -1,8 +1,14 @@
 #include "TarnelCore/Attention/ScreenReading.h"
+#include "TarnelCore/Attention/PhraseSearch.h"
 #include "TarnelCore/Base/Text.h"
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <utility>
 
 namespace tarnel::ScreenReading {
 
@@ -68,37 +74,113 @@ std::string_view lastScalar(std::string_view space)
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
-/// `text` with one space for every run of white space, and none at the ends.
-std::string collapsed(std::string_view text)
+/// Eight bytes that are looked at together; bytes of any value times this are eight of them.
+using Word = std::uint64_t;
+constexpr Word each = 0x0101010101010101;
+constexpr Word highBits = 0x80 * each;
+
+/// The highest bit of every byte of `word`, all of them ASCII, that is `low` or more.
+constexpr Word atLeast(Word word, unsigned char low) { return (word + (0x80u - low) * each) & highBits; }
+
+/// Writes a word of `from` in lower case to `to`; returns how many of its bytes count, which are those before one that is
+/// not ASCII, or is white space other than a single space.
+std::size_t putPlainBytes(const char* from, char* to, bool isBehindSpace)
 {
-    std::string result(text.size(), '\0');
-    char* const begin = result.data();
-    char* end = begin;
-    const auto putSpace = [&] {
-        if (end != begin && end[-1] != ' ')
-            *end++ = ' ';
-    };
-    for (std::size_t at = 0; at < text.size();) {
-        const char c = text[at];
-        if (static_cast<unsigned char>(c) >= 0x80) {
-            const Text::Scalar scalar = Text::firstScalar(text.substr(at));
-            if (Text::isWhitespace(scalar.value))
+    if constexpr (std::endian::native != std::endian::little)
+        return 0;
+    Word word = 0;
+    std::memcpy(&word, from, sizeof word);
+    // Sums of bytes that are not ASCII run over into the bytes above them, which then don't count.
+    const Word printed = atLeast(word, ' ') & ~word;
+    const Word spaces = printed & ~atLeast(word, '!');
+    const Word others = (highBits & ~printed) | (spaces & (spaces << 8 | (isBehindSpace ? 0x80u : 0u)));
+    word += (atLeast(word, 'A') & ~atLeast(word, 'Z' + 1)) >> 2;
+    std::memcpy(to, &word, sizeof word);
+    return static_cast<std::size_t>(std::countr_zero(others)) / 8;
+}
+
+/// A text in lower case, with one space for every run of white space and none at the ends.
+class CollapsedLowercase {
+public:
+    explicit CollapsedLowercase(std::string_view text)
+        // A scalar takes at most three bytes for each that it took before.
+        : bytes(std::make_unique_for_overwrite<char[]>(3 * text.size() + sizeof(Word)))
+    {
+        while (!text.empty()) {
+            if (text.size() >= sizeof(Word)) {
+                const std::size_t count = putPlainBytes(text.data(), bytes.get() + size, isBehindSpace());
+                size += count;
+                text.remove_prefix(count);
+                if (count == sizeof(Word))
+                    continue;
+            }
+            text.remove_prefix(putScalar(text));
+        }
+        if (size > 0 && isBehindSpace())
+            --size;
+    }
+
+    [[nodiscard]] std::string_view view() const { return {bytes.get(), size}; }
+
+private:
+    [[nodiscard]] bool isBehindSpace() const { return size == 0 || bytes[size - 1] == ' '; }
+
+    void putSpace()
+    {
+        if (!isBehindSpace())
+            bytes[size++] = ' ';
+    }
+
+    /// Returns the bytes that the first scalar of `text` takes.
+    std::size_t putScalar(std::string_view text)
+    {
+        const char c = text.front();
+        if (static_cast<unsigned char>(c) < 0x80) {
+            if (c == ' ' || (c >= '\t' && c <= '\r'))
                 putSpace();
             else
-                end = std::copy_n(&text[at], scalar.length, end);
-            at += scalar.length;
-            continue;
+                bytes[size++] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+            return 1;
         }
-        if (c == ' ' || (c >= '\t' && c <= '\r'))
+        const Text::Scalar scalar = Text::firstScalar(text);
+        const bool isSymbol = scalar.value >= 0x2500 && scalar.value < 0x2C00; // of which screens are full; no letters
+        if (isSymbol)
+            size += text.copy(&bytes[size], scalar.length);
+        else if (Text::isWhitespace(scalar.value))
             putSpace();
         else
-            *end++ = c;
-        ++at;
+            size += Text::lowercased(text.substr(0, scalar.length)).copy(&bytes[size], 3 * scalar.length);
+        return scalar.length;
     }
-    if (end != begin && end[-1] == ' ')
-        --end;
-    result.resize(static_cast<std::size_t>(end - begin));
-    return result;
+
+    const std::unique_ptr<char[]> bytes;
+    std::size_t size = 0;
+};
+
+/// Calls `visit` for each line of `text`, the empty ones included.
+template <class Visit> void forEachLine(std::string_view text, const Visit& visit)
+{
+    for (;;) {
+        const std::size_t end = text.find('\n');
+        visit(text.substr(0, end));
+        if (end == text.npos)
+            return;
+        text.remove_prefix(end + 1);
+    }
+}
+
+/// The last line of `text` that passes `test`; nothing when none does.
+template <class Test> std::optional<std::string_view> lastLine(std::string_view text, const Test& test)
+{
+    for (;;) {
+        const std::size_t feed = text.rfind('\n');
+        const std::string_view line = feed == text.npos ? text : text.substr(feed + 1);
+        if (test(line))
+            return line;
+        if (feed == text.npos)
+            return std::nullopt;
+        text = text.substr(0, feed);
+    }
 }
 
 /// The options with their labels in the form in which they are compared.
@@ -269,12 +351,12 @@ std::vector<MenuOption> menu(std::string_view screen)
             lowest.swap(current);
         current.clear();
     };
-    for (const std::string_view line : Text::split(screen, '\n')) {
+    forEachLine(screen, [&](std::string_view line) {
         std::optional<MenuOption> option = menuOption(line);
         if (!option) {
             if (!current.empty() && ++linesBetween > mostLinesBetween)
                 close();
-            continue;
+            return;
         }
         if (!current.empty() && option->number != current.back().number + 1)
             close();
@@ -282,16 +364,18 @@ std::vector<MenuOption> menu(std::string_view screen)
             current.push_back(*std::move(option));
             linesBetween = 0;
         }
-    }
+    });
     close();
     return lowest;
 }
 
 bool isQuestionScreen(std::string_view screen, const std::vector<std::string>& markers)
 {
-    const std::string text = Text::lowercased(collapsed(screen));
-    return std::any_of(markers.begin(), markers.end(),
-        [&](const std::string& marker) { return !marker.empty() && contains(text, Text::lowercased(marker)); });
+    std::vector<std::string> phrases;
+    phrases.reserve(markers.size());
+    for (const std::string& marker : markers)
+        phrases.push_back(Text::lowercased(marker));
+    return PhraseSearch(std::move(phrases)).isAnyIn(CollapsedLowercase(screen).view());
 }
 
 std::optional<MenuOption> option(std::string_view choice, AttentionKind, const std::vector<MenuOption>& options)
@@ -331,9 +415,8 @@ std::optional<std::vector<std::string>> openQuestionKeys(std::string_view screen
 
 std::optional<std::string> suggestion(std::string_view ansiScreen)
 {
-    const std::vector<std::string_view> lines = Text::split(ansiScreen, '\n');
-    const auto line = std::find_if(lines.rbegin(), lines.rend(), isInputLine);
-    if (line == lines.rend())
+    const auto line = lastLine(ansiScreen, isInputLine);
+    if (!line)
         return std::nullopt;
     const auto text = onlyFaintText(line->substr(line->find(promptMark) + promptMark.size()));
     if (!text)
@@ -346,16 +429,18 @@ std::optional<std::string> suggestion(std::string_view ansiScreen)
 
 std::optional<std::string> claudeMode(std::string_view screen)
 {
-    const std::vector<std::string_view> lines = Text::splitNonEmpty(screen, '\n');
-    for (auto each = lines.rbegin(); each != lines.rend(); ++each) {
-        std::string_view line = Text::trimmedBlanks(*each);
+    std::optional<std::string> mode;
+    lastLine(screen, [&](std::string_view line) {
+        line = Text::trimmedBlanks(line);
         if (!line.starts_with("⏵⏵") && !line.starts_with("⏸"))
-            continue;
+            return false;
         line.remove_prefix(firstLetter(line));
-        if (const std::size_t end = line.find(" on"); end != line.npos)
-            return std::string(line.substr(0, end));
-    }
-    return std::nullopt;
+        const std::size_t end = line.find(" on");
+        if (end != line.npos)
+            mode = line.substr(0, end);
+        return end != line.npos;
+    });
+    return mode;
 }
 
 std::string normalize(std::string_view text)

@@ -19,15 +19,19 @@ WorkerThreads::WorkerThreads(std::string label)
 
 WorkerThreads::~WorkerThreads()
 {
-    std::list<std::thread> last;
-    {
-        MutexLock lock(mutex);
-        isStopping = true;
-        last.swap(threads);
+    for (;;) { // a task that is waited for may still run another
+        std::list<std::thread> last;
+        {
+            MutexLock lock(mutex);
+            isStopping = true;
+            last.swap(threads);
+        }
+        changed.notifyAll();
+        if (last.empty())
+            return;
+        for (std::thread& thread : last)
+            thread.join();
     }
-    changed.notifyAll();
-    for (std::thread& thread : last)
-        thread.join();
 }
 
 void WorkerThreads::run(Task task)

@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 constexpr std::chrono::nanoseconds tickInterval = 2s; // catches what makes no event, such as a growing record
 constexpr std::chrono::nanoseconds acceptPause = 50ms;
+/// How many threads wait for a connection at most, while others serve theirs. Two that take turns need no hand-off.
+constexpr std::size_t mostAccepting = 4;
 constexpr std::size_t longestRequest = std::size_t{64} << 20;
 
 /// Descriptors that connections leave alone: for requests to the multiplexer, records, attachments and child processes.
@@ -42,7 +44,19 @@ JSON failure(std::string_view code, std::string_view message)
 
 std::string errorLine(const JSON& id, std::string_view code, std::string_view message)
 {
-    return JSON::object({{"id", id}, {"error", failure(code, message)}}).serialized();
+    JSONWriter writer;
+    writer.beginObject();
+    writer.key("error");
+    writer.beginObject();
+    writer.key("code");
+    writer.write(code);
+    writer.key("message");
+    writer.write(message);
+    writer.endObject();
+    writer.key("id");
+    writer.write(id);
+    writer.endObject();
+    return writer.take();
 }
 
 std::map<std::string, AgentStatus> statuses(const MachineSnapshot& snapshot)
@@ -118,7 +132,7 @@ void TarnelDaemon::run()
     refresher.refresh(); // so that the first subscriber is told at once
     watch.start();
     ticker = std::thread([this] { tick(); });
-    acceptConnections(*listener);
+    acceptConnections(listener);
 }
 
 void TarnelDaemon::stop()
@@ -139,12 +153,6 @@ void TarnelDaemon::stop()
         connection->close();
 }
 
-bool TarnelDaemon::hasStopped()
-{
-    MutexLock lock(mutex);
-    return isStopping;
-}
-
 bool TarnelDaemon::pause(std::chrono::nanoseconds duration)
 {
     const auto end = std::chrono::steady_clock::now() + duration;
@@ -161,36 +169,77 @@ void TarnelDaemon::tick()
         refresher.schedule(0ns);
 }
 
-void TarnelDaemon::acceptConnections(LineSocket& listener)
+void TarnelDaemon::acceptConnections(const std::shared_ptr<LineSocket>& listener)
+{
+    {
+        MutexLock lock(mutex);
+        accepting = 1;
+    }
+    serving.run([this, listener] { acceptAndServe(listener); });
+    MutexLock lock(mutex);
+    while (!isStopping)
+        stopped.wait(mutex);
+}
+
+/// A thread that has accepted a connection serves it, since handing it to another would cost more than most requests;
+/// one that waits for the next connection there always is.
+void TarnelDaemon::acceptAndServe(const std::shared_ptr<LineSocket>& listener)
 {
     const std::size_t limit = descriptorLimit();
     const std::size_t most = limit - std::min(ownDescriptors, limit / 2);
     while (awaitFewer(most)) {
+        std::shared_ptr<Connection> connection;
         try {
-            accept(listener);
+            connection = accept(*listener);
+            if (connection && !othersAccept())
+                serving.run([this, listener] { acceptAndServe(listener); });
         } catch (const std::exception&) {
             // No descriptors, memory or threads left, most likely: what is served goes on, and may free some.
+            if (connection)
+                remove(connection);
             pause(acceptPause);
+            continue;
         }
+        if (!connection)
+            continue;
+        serve(connection);
+        if (!acceptsAgain())
+            return;
     }
 }
 
-void TarnelDaemon::accept(LineSocket& listener)
+/// The next connection; null when it is turned away.
+std::shared_ptr<Connection> TarnelDaemon::accept(LineSocket& listener)
 {
     auto socket = listener.accept();
-    if (const auto user = socket->peerUser(); user != ::geteuid())
-        return world.log.message(
-            "turned away a connection of " + (user ? "user " + std::to_string(*user) : "an unknown user"));
+    if (const auto user = socket->peerUser(); user != ::geteuid()) {
+        world.log.message("turned away a connection of " + (user ? "user " + std::to_string(*user) : "an unknown user"));
+        return nullptr;
+    }
     socket->setLineLimit(longestRequest);
     const auto connection = std::make_shared<Connection>(std::move(socket));
-    if (!add(connection))
-        return;
-    try {
-        serving.run([this, connection] { serve(connection); });
-    } catch (const std::exception&) {
-        remove(connection);
-        throw;
-    }
+    return add(connection) ? connection : nullptr;
+}
+
+/// Leaves accepting to the other threads that do. Returns false when there is none, and the caller's place is to be
+/// taken by another.
+bool TarnelDaemon::othersAccept()
+{
+    MutexLock lock(mutex);
+    if (accepting == 1)
+        return false;
+    --accepting;
+    return true;
+}
+
+/// Joins those that accept, unless they are enough or the daemon stops.
+bool TarnelDaemon::acceptsAgain()
+{
+    MutexLock lock(mutex);
+    if (isStopping || accepting == mostAccepting)
+        return false;
+    ++accepting;
+    return true;
 }
 
 /// Waits until fewer than so many connections are open; returns false when the daemon stops.
@@ -257,6 +306,8 @@ std::optional<std::string> TarnelDaemon::answer(const std::shared_ptr<Connection
             subscribe(connection, id);
         else if (method == "command")
             submit(connection, id, params);
+        else if (!MethodTable::find(method))
+            connection->reply(errorLine(id, "failed", DaemonError::unknownMethod(method).what()));
         else
             connection->reply(successLine(id, result(method, params)));
     } catch (const std::exception& error) {
@@ -298,9 +349,7 @@ std::optional<std::string> TarnelDaemon::observe(
 
 std::string TarnelDaemon::result(const std::string& name, const JSON::Object& members)
 {
-    const Method* method = MethodTable::find(name);
-    if (!method)
-        throw DaemonError::unknownMethod(name);
+    const Method* method = MethodTable::find(name); // `answer` has seen that there is one
     const Params params(members);
     if (method->isTraced) {
         const std::string target = params.string("pane").value_or(params.string("method").value_or(""));

@@ -54,9 +54,12 @@ public:
 
 private:
     void tick() TARNEL_EXCLUDES(mutex);
-    void acceptConnections(LineSocket& listener) TARNEL_EXCLUDES(mutex);
-    void accept(LineSocket& listener) TARNEL_EXCLUDES(mutex);
+    void acceptConnections(const std::shared_ptr<LineSocket>& listener) TARNEL_EXCLUDES(mutex);
+    void acceptAndServe(const std::shared_ptr<LineSocket>& listener) TARNEL_EXCLUDES(mutex);
+    std::shared_ptr<Connection> accept(LineSocket& listener) TARNEL_EXCLUDES(mutex);
     [[nodiscard]] bool awaitFewer(std::size_t most) TARNEL_EXCLUDES(mutex);
+    [[nodiscard]] bool othersAccept() TARNEL_EXCLUDES(mutex);
+    [[nodiscard]] bool acceptsAgain() TARNEL_EXCLUDES(mutex);
     void serve(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
     void remove(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
     [[nodiscard]] bool add(const std::shared_ptr<Connection>& connection) TARNEL_EXCLUDES(mutex);
@@ -67,7 +70,6 @@ private:
     std::optional<std::string> observe(
         const std::shared_ptr<Connection>& connection, const JSON& id, const JSON::Object& params);
     [[nodiscard]] std::string result(const std::string& method, const JSON::Object& params);
-    [[nodiscard]] bool hasStopped() TARNEL_EXCLUDES(mutex);
     /// Waits; returns false when the daemon stops.
     bool pause(std::chrono::nanoseconds duration) TARNEL_EXCLUDES(mutex);
 
@@ -88,6 +90,7 @@ private:
     bool isStopping TARNEL_GUARDED_BY(mutex) = false;
     std::shared_ptr<LineSocket> listening TARNEL_GUARDED_BY(mutex);
     std::set<std::shared_ptr<Connection>> connections TARNEL_GUARDED_BY(mutex);
+    std::size_t accepting TARNEL_GUARDED_BY(mutex) = 0; // threads that wait for a connection, or are about to
 
     std::optional<SocketClaim> claim; // set by `run`
     std::thread ticker;

@@ -169,9 +169,16 @@ void JSONView::findMembers(std::span<const std::string_view> keys, std::span<std
     simdjson::dom::object members;
     if (reinterpret<element>(storage).get_object().get(members) != simdjson::SUCCESS)
         return;
+    // Most members have no key of the lengths that are sought.
+    std::uint64_t lengths = 0;
+    const auto lengthBit = [](std::size_t length) { return std::uint64_t{1} << (length % 64); };
+    for (const std::string_view key : keys)
+        lengths |= lengthBit(key.size());
     const auto end = members.end();
     for (auto at = members.begin(); at != end; ++at) {
         const std::string_view key = at.key();
+        if ((lengths & lengthBit(key.size())) == 0)
+            continue;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             // Most keys differ in length or already in their first byte; finding that out here costs less than a call.
             if (key.size() == keys[i].size() && (key.empty() || key[0] == keys[i][0]) && key == keys[i])

@@ -1,7 +1,9 @@
 // TarnelCore/JSON/JSONWriter.h: JSON text, written straight into one buffer.
 #pragma once
 #include "TarnelCore/JSON/JSON.h"
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -19,15 +21,15 @@ public:
     {
     }
 
-    void write(std::nullptr_t) { buffer += "null"; }
-    void write(bool value) { buffer += value ? "true" : "false"; }
+    void write(std::nullptr_t) { append("null"); }
+    void write(bool value) { append(value ? std::string_view("true") : std::string_view("false")); }
     void write(std::int64_t value);
     void write(double value); ///< One that is not finite makes the whole text "null".
     void write(std::string_view text);
     void write(const JSON& value);
 
     /// JSON text that was written before, taken over as it stands.
-    void writeEncoded(std::string_view json) { buffer += json; }
+    void writeEncoded(std::string_view json) { append(json); }
 
     void beginObject() { open('{'); }
     void endObject() { close('}'); }
@@ -40,29 +42,53 @@ public:
     /// Starts the next member of an object; the caller writes keys in ascending order.
     void key(std::string_view name);
 
+    /// The same for a key whose text was made beforehand, in the form `,"name":`.
+    void preparedKey(std::string_view text)
+    {
+        text.remove_prefix(needsComma ? 0 : 1);
+        needsComma = true;
+        append(text);
+    }
+
     /// The text; the writer is empty again.
     [[nodiscard]] std::string take();
 
 private:
     void open(char bracket)
     {
-        buffer += bracket;
+        append({&bracket, 1});
         needsComma = false;
     }
     void close(char bracket)
     {
-        buffer += bracket;
+        append({&bracket, 1});
         needsComma = true;
     }
     void separate()
     {
         if (needsComma)
-            buffer += ',';
+            append(",");
         needsComma = true;
     }
 
+    /// The end of what is written, with at least `count` bytes of room behind it.
+    char* room(std::size_t count)
+    {
+        if (buffer.size() - used < count)
+            grow(count);
+        return buffer.data() + used;
+    }
+    void grow(std::size_t count);
+    void append(std::string_view text)
+    {
+        std::memcpy(room(text.size()), text.data(), text.size());
+        used += text.size();
+    }
+    template <Slashes form> void writeText(std::string_view text);
+
     Slashes slashes;
-    std::string buffer;
+    std::string buffer; // its first `used` bytes are written, the others are room
+    std::size_t used = 0;
     bool needsComma = false;
     bool isUnencodable = false;
 };

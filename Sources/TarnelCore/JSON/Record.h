@@ -126,24 +126,40 @@ void encode(JSONWriter& writer, const T& value);
 
 namespace record {
 
+/// The key of the field `index` as a writer takes it: `,"name":`.
+template <class T, std::size_t index>
+constexpr auto preparedKey()
+{
+    constexpr std::string_view name = fieldNames<T>()[index];
+    static_assert(std::all_of(name.begin(), name.end(),
+                      [](char c) { return c > ' ' && c < '\x7F' && c != '"' && c != '\\' && c != '/'; }),
+        "a key that would need an escape");
+    std::array<char, name.size() + 4> text{',', '"'};
+    std::copy(name.begin(), name.end(), text.begin() + 2);
+    text[name.size() + 2] = '"';
+    text[name.size() + 3] = ':';
+    return text;
+}
+
 template <class T>
 void encodeFields(JSONWriter& writer, const T& value)
 {
     static_assert(declaresItsWholeSize<T>(), "fields() leaves out a member, or names them in another order");
     constexpr auto fields = T::fields();
     constexpr auto order = sortedFields<T>();
-    const auto one = [&](const auto& field) {
-        const auto& member = value.*field.member;
+    const auto one = [&]<std::size_t index>(std::integral_constant<std::size_t, index>) {
+        static constexpr auto key = preparedKey<T, index>();
+        const auto& member = value.*std::get<index>(fields).member;
         if constexpr (IsOptional<std::remove_cvref_t<decltype(member)>>::value) {
             if (!member)
                 return;
         }
-        writer.key(field.name);
+        writer.preparedKey({key.data(), key.size()});
         encode(writer, member);
     };
     writer.beginObject();
     [&]<std::size_t... I>(std::index_sequence<I...>) {
-        (one(std::get<order[I]>(fields)), ...);
+        (one(std::integral_constant<std::size_t, order[I]>()), ...);
     }(std::make_index_sequence<order.size()>());
     writer.endObject();
 }

@@ -70,7 +70,8 @@ void RecordHistory::update(const RecordFile& file)
     read.reset(); // so that nothing half-done is taken for the file when memory runs out
     // Before the lines: what is rewritten while they are read must not look like what they were read from.
     const std::uint64_t size = file.stamp().size;
-    firstBytes.take(file, 0, std::min(size, headSample));
+    if (!isKnown || firstBytes.bytes.size() < headSample) // else they have just been compared
+        firstBytes.take(file, 0, std::min(size, headSample));
     const std::uint64_t length = std::min(size, endSample);
     lastBytes.take(file, size - length, length);
     if (!isKnown || !extend(file))
@@ -106,6 +107,9 @@ void RecordHistory::readAfresh(const RecordFile& file)
     const bool isHeadRead = resumeAt.has_value();
     visit(file, extent.tailBegin, file.stamp().size);
     isComplete = isHeadRead && resumeAt;
+    head.shrink_to_fit(); // it grows no more
+    if (tail.capacity() > tail.size() + tail.size() / 4)
+        tail.shrink_to_fit();
     // What starts within a line cannot be continued: it is no line once it goes on.
     if (!isComplete || extent.isFragment)
         resumeAt.reset();

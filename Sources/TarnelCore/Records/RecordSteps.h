@@ -7,30 +7,39 @@
 #include "TarnelCore/JSON/JSONDocument.h"
 #include "TarnelCore/Records/Transcript.h"
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace tarnel {
 
 /// Short texts by number, each kept once. Number 0 means no text.
-/// Thread-safety: that of a standard container.
+/// Thread-safety: that of a standard container. A text stays where it is for as long as its table, even a moved one.
 class NameTable {
 public:
     using Number = std::uint32_t;
 
     Number number(std::string_view text);
-    [[nodiscard]] const std::string& text(Number number) const { return texts[number - 1]; }
+    [[nodiscard]] std::string_view text(Number number) const { return texts[number - 1].text; }
     /// Larger than every number given out.
     [[nodiscard]] std::size_t bound() const { return texts.size() + 1; }
 
 private:
-    std::deque<std::string> texts; // a deque: the keys below stay where they are
-    std::unordered_map<std::string_view, Number> numbers;
+    struct Name {
+        std::string_view text;
+        std::size_t hash = 0;
+    };
+
+    std::string_view kept(std::string_view text);
+    void widen();
+
+    std::vector<Name> texts;
+    std::vector<Number> slots; // by hash, the next free one behind that; 0 is free; a power of two, half of them free
+    std::vector<std::unique_ptr<char[]>> blocks; // hold the texts
+    char* blockEnd = nullptr; // of the last block
+    std::size_t room = 0; // left before that
 };
 
 /// One thing that a line says.
@@ -48,6 +57,7 @@ struct RecordStep {
     };
 
     Kind kind = Kind::activity;
+    EntryRole role = EntryRole::user; ///< Of `entry`, beside it: going over the steps need not look at the entries.
     bool isItem = false; ///< Its line reports a completed item.
     bool isReplacedByItems = false; ///< Its entry is left out of a record that reports completed items.
     NameTable::Number name = 0;

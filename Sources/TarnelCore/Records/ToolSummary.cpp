@@ -1,7 +1,7 @@
 #include "TarnelCore/Records/ToolSummary.h"
 #include "TarnelCore/Base/Text.h"
 #include <algorithm>
-#include <span>
+#include <iterator>
 
 namespace tarnel::ToolSummary {
 
@@ -12,11 +12,14 @@ constexpr std::size_t memberCharacters = 2'000;
 constexpr std::size_t fullDetailCharacters = 8'000;
 constexpr std::string_view ellipsis = "…";
 
+/// Room for what stands behind the first member of a full detail, which is mostly short.
+constexpr std::size_t usualRest = 128;
+
 /// The members that say what a call is about, the most telling first; the last one says too little to lead a full
 /// detail.
-constexpr std::array detailKeys{"command"sv, "cmd"sv, "file_path"sv, "path"sv, "pattern"sv, "query"sv, "description"sv,
-    "url"sv, "prompt"sv, "plan"sv, "purpose"sv};
-constexpr std::span primaryKeys(detailKeys.data(), detailKeys.size() - 1);
+constexpr std::string_view detailKeys[] = {"command", "cmd", "file_path", "path", "pattern", "query", "description", "url",
+    "prompt", "plan", "purpose"};
+constexpr std::size_t primaryKeyCount = std::size(detailKeys) - 1;
 
 struct ToolNames {
     Verb verb;
@@ -63,6 +66,16 @@ template <class Visit> void forEachElement(const JSON& value, Visit visit)
         visit(element);
 }
 template <class Visit> void forEachElement(const JSONView& value, Visit visit) { value.forEachElement(visit); }
+
+/// The members under `detailKeys`, in the order of the keys, as pointers or what is used like them.
+auto detailMembers(const JSON& value)
+{
+    std::array<const JSON*, std::size(detailKeys)> found;
+    std::transform(std::begin(detailKeys), std::end(detailKeys), found.begin(),
+        [&](std::string_view key) { return value[key]; });
+    return found;
+}
+auto detailMembers(const JSONView& value) { return value.members(detailKeys); }
 
 /// Calls `visit(key, value)` for the members in ascending order of their keys, each key once.
 template <class Visit> void forEachSortedMember(const JSON& value, Visit visit)
@@ -151,8 +164,7 @@ template <class Value> std::string detailOf(const Value& input, std::string_view
         return oneLine(*text, home);
     if (!isObject(input))
         return "";
-    for (const std::string_view key : detailKeys) {
-        const auto value = input[key];
+    for (const auto& value : detailMembers(input)) {
         if (!value)
             continue;
         if (const auto text = stringIn(*value)) {
@@ -173,6 +185,8 @@ template <class Value> std::string_view rendered(const Value& value, std::string
 {
     if (const auto text = stringIn(value))
         return *text;
+    if (const auto truth = value.boolean())
+        return *truth ? "true" : "false";
     bool isAllStrings = isArray(value);
     if (isAllStrings)
         forEachElement(value, [&](const Value& element) { isAllStrings = isAllStrings && stringIn(element); });
@@ -189,15 +203,16 @@ template <class Value> std::optional<std::string> fullDetailOf(const Value& inpu
         detail = whole->size() > fullDetailCharacters ? Text::prefix(*whole, fullDetailCharacters) : *whole;
     } else if (isObject(input)) {
         std::optional<std::string_view> primary;
-        for (const std::string_view key : primaryKeys) {
-            const auto value = input[key];
-            if (value)
-                detail = rendered(*value, memory);
-            if (!detail.empty()) {
-                primary = key;
-                break;
-            }
+        std::string_view primaryText;
+        const auto members = detailMembers(input);
+        for (std::size_t i = 0; i < primaryKeyCount && !primary; ++i) {
+            if (members[i])
+                primaryText = rendered(*members[i], memory);
+            if (!primaryText.empty())
+                primary = detailKeys[i];
         }
+        detail.reserve(std::min(primaryText.size() + usualRest, fullDetailCharacters + usualRest));
+        detail = primaryText;
         forEachSortedMember(input, [&](std::string_view key, const Value& value) {
             const std::string_view text = key == primary ? "" : rendered(value, memory);
             if (text.empty())
@@ -212,6 +227,8 @@ template <class Value> std::optional<std::string> fullDetailOf(const Value& inpu
         });
         if (isLonger(detail, fullDetailCharacters))
             detail.resize(Text::prefix(detail, fullDetailCharacters).size());
+        if (detail.capacity() - detail.size() > detail.size() / 8)
+            detail.shrink_to_fit(); // it is kept for as long as its record is
     }
     return detail.empty() ? std::nullopt : std::optional(std::move(detail));
 }
@@ -279,7 +296,10 @@ std::string detail(const JSONView& input, std::string_view home) { return detail
 std::string describe(std::string_view toolName, std::string_view detail)
 {
     const Verb found = verb(toolName);
-    std::string line = found == Verb::used ? displayName(toolName) : std::string(nameOf(found));
+    std::string line;
+    const std::string name = found == Verb::used ? displayName(toolName) : std::string(nameOf(found));
+    line.reserve(name.size() + (detail.empty() ? 0 : 1 + detail.size()));
+    line = name;
     if (!detail.empty())
         (line += ' ') += detail;
     return line;

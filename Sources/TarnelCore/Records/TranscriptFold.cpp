@@ -81,13 +81,13 @@ private:
         if (!step.entry || (step.isReplacedByItems && hasItems))
             return;
         const TranscriptEntry& entry = **step.entry;
-        const bool isSpoken = entry.role == EntryRole::user || entry.role == EntryRole::assistant;
+        const bool isSpoken = step.role == EntryRole::user || step.role == EntryRole::assistant;
         if (style == RecordStyle::turns && isSpoken && repeatsLast(entry))
             return;
         transcript.entries.push_back(*step.entry);
-        if (entry.role == EntryRole::assistant)
+        if (step.role == EntryRole::assistant)
             lastMessage = &entry;
-        if (entry.role == EntryRole::user) {
+        if (step.role == EntryRole::user) {
             if (!firstPrompt)
                 firstPrompt = &entry;
             lastPrompt = &entry;
@@ -106,7 +106,7 @@ private:
 
     [[nodiscard]] std::optional<std::string> nameOf(NameTable::Number number) const
     {
-        return number == 0 ? std::nullopt : std::optional(names.text(number));
+        return number == 0 ? std::nullopt : std::optional<std::string>(names.text(number));
     }
 
     /// The latest call whose result is not there.
