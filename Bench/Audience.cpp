@@ -1,4 +1,5 @@
 #include "Bench/Audience.h"
+#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
