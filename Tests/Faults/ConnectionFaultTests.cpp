@@ -130,8 +130,9 @@ TEST_F(ConnectionFaultTest, doesNotSpinWithoutDescriptors)
         return before.rlim_cur;
     };
     const auto before = setLimit(4);
-    // The system sets a descriptor aside for the first one before it waits for a connection.
+    // The system sets a descriptor aside for each thread that waits for a connection before there is one.
     const FileDescriptor first = connectBare(socketPath());
+    const FileDescriptor second = connectBare(socketPath());
     const FileDescriptor waiting = connectBare(socketPath());
     send(waiting);
     const double processor = processorSeconds(*this);

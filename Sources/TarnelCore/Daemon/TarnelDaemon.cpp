@@ -3,6 +3,7 @@
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Thread.h"
 #include "TarnelCore/Daemon/PaneObservation.h"
+#include "TarnelCore/JSON/JSONDocument.h"
 #include <algorithm>
 #include <cerrno>
 #include <exception>
@@ -19,7 +20,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::nanoseconds tickInterval = 2s; // catches what makes no event, such as a growing record
 constexpr std::chrono::nanoseconds acceptPause = 50ms;
 /// How many threads wait for a connection at most, while others serve theirs. Two that take turns need no hand-off.
-constexpr std::size_t mostAccepting = 4;
+constexpr std::size_t mostAccepting = 2;
 constexpr std::size_t longestRequest = std::size_t{64} << 20;
 
 /// Descriptors that connections leave alone: for requests to the multiplexer, records, attachments and child processes.
@@ -203,6 +204,8 @@ void TarnelDaemon::acceptAndServe(const std::shared_ptr<LineSocket>& listener)
         if (!connection)
             continue;
         serve(connection);
+        connection = nullptr;
+        JSONDocument::shared().shrink();
         if (!acceptsAgain())
             return;
     }

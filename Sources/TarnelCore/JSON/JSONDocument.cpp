@@ -334,6 +334,12 @@ std::optional<JSONView> JSONDocument::parsePadded(std::string_view text)
     return second == text ? std::nullopt : decode(second, false);
 }
 
+void JSONDocument::shrink()
+{
+    if (decoder->parser.capacity() > keptCapacity)
+        decoder->parser = simdjson::dom::parser();
+}
+
 JSONDocument& JSONDocument::shared()
 {
     static thread_local JSONDocument document;

@@ -106,6 +106,10 @@ public:
     /// The same without a copy, for a text with `padding` readable bytes behind it.
     std::optional<JSONView> parsePadded(std::string_view text);
 
+    /// Gives back the memory that a large text has taken, for a thread that may be idle for long. The views of the text
+    /// before end here.
+    void shrink();
+
     /// The calling thread's document, for texts that are read and forgotten before the next is decoded.
     static JSONDocument& shared();
 
