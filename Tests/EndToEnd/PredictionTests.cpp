@@ -178,7 +178,7 @@ protected:
         const std::string permission = world.startAgent("claude-permission");
         const std::string plan = world.startAgent("claude-plan");
         const std::string question = world.startAgent("claude-question");
-        const std::vector<std::string> commands[] = {
+        const std::vector<std::string> settingUp[] = {
             {"set-option", "-g", "automatic-rename", "off"},
             {"resize-window", "-t", "@0", "-x", "161", "-y", "51"},
             {"split-window", "-d", "-h", "-t", "%0", "cat"},
@@ -191,7 +191,7 @@ protected:
             {"move-window", "-d", "-s", "demo:@3", "-t", "second:"},
             {"new-session", "-d", "-s", "third", "-x", "100", "-y", "30", "cat"},
         };
-        for (const auto& each : commands)
+        for (const auto& each : settingUp)
             ASSERT_EQ(world.tmux(each).status, 0) << Text::joined(each, " ");
         ASSERT_TRUE(awaitItem(watch, permission, AttentionKind::permission));
         ASSERT_TRUE(awaitItem(watch, plan, AttentionKind::plan));
