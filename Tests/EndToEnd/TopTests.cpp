@@ -116,6 +116,8 @@ TEST_F(Top, givesTheScreenBackHoweverItEnds)
 {
     for (const auto& [name, status] : {std::pair("TERM", "0"), {"HUP", "0"}, {"INT", "0"}, {"SEGV", "139"}}) {
         SCOPED_TRACE(name);
+        if (TARNEL_SLOWDOWN > 1 && std::string_view(name) == "SEGV")
+            continue; // a sanitizer keeps this signal for itself
         begin();
         signal(name);
         expectLeft(status);

@@ -128,7 +128,7 @@ protected:
                 for (std::size_t i = 0;; ++i)
                     TarnelConfig(path).set("attention.order", orders[i % orders.size()]);
             }
-            const auto moment = std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 20'000);
+            const auto moment = std::chrono::steady_clock::now() + std::chrono::microseconds(random() % (20'000 * TARNEL_SLOWDOWN));
             eventually([&] { return std::chrono::steady_clock::now() >= moment; });
             ::kill(child, SIGKILL);
             ASSERT_EQ(::waitpid(child, nullptr, 0), child);

@@ -204,8 +204,11 @@ void Ledger::landed(Period& period, const Attempt& attempt, const std::string& l
         ++counts["answers overtaken by another question"];
         return;
     }
+    // A key of an answer that was given up, and that comes when the next one has moved the mark, takes what that one
+    // marked.
+    const bool isLate = attempt.ended != never || attempt.life != lifeNumber;
     const auto& choice = attempt.answer->choice;
-    if (!choice || period.isTouched || period.labels.empty())
+    if (!choice || isLate || period.isTouched || period.labels.empty())
         return;
     const bool isKnown = std::ranges::find(period.labels, *choice) != period.labels.end();
     const bool isRight = isKnown ? label == *choice
