@@ -176,24 +176,24 @@ void TarnelDaemon::acceptConnections(const std::shared_ptr<LineSocket>& listener
         MutexLock lock(mutex);
         accepting = 1;
     }
-    serving.run([this, listener] { acceptAndServe(listener); });
+    const std::size_t limit = descriptorLimit();
+    const std::size_t most = limit - std::min(ownDescriptors, limit / 2);
+    serving.run([this, listener, most] { acceptAndServe(listener, most); });
     MutexLock lock(mutex);
     while (!isStopping)
         stopped.wait(mutex);
 }
 
 /// A thread that has accepted a connection serves it, since handing it to another would cost more than most requests;
-/// one that waits for the next connection there always is.
-void TarnelDaemon::acceptAndServe(const std::shared_ptr<LineSocket>& listener)
+/// one that waits for the next connection there always is. No more than `most` connections are open at once.
+void TarnelDaemon::acceptAndServe(const std::shared_ptr<LineSocket>& listener, std::size_t most)
 {
-    const std::size_t limit = descriptorLimit();
-    const std::size_t most = limit - std::min(ownDescriptors, limit / 2);
     while (awaitFewer(most)) {
         std::shared_ptr<Connection> connection;
         try {
             connection = accept(*listener);
             if (connection && !othersAccept())
-                serving.run([this, listener] { acceptAndServe(listener); });
+                serving.run([this, listener, most] { acceptAndServe(listener, most); });
         } catch (const std::exception&) {
             // No descriptors, memory or threads left, most likely: what is served goes on, and may free some.
             if (connection)

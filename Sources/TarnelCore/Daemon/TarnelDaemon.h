@@ -55,7 +55,7 @@ public:
 private:
     void tick() TARNEL_EXCLUDES(mutex);
     void acceptConnections(const std::shared_ptr<LineSocket>& listener) TARNEL_EXCLUDES(mutex);
-    void acceptAndServe(const std::shared_ptr<LineSocket>& listener) TARNEL_EXCLUDES(mutex);
+    void acceptAndServe(const std::shared_ptr<LineSocket>& listener, std::size_t most) TARNEL_EXCLUDES(mutex);
     std::shared_ptr<Connection> accept(LineSocket& listener) TARNEL_EXCLUDES(mutex);
     [[nodiscard]] bool awaitFewer(std::size_t most) TARNEL_EXCLUDES(mutex);
     [[nodiscard]] bool othersAccept() TARNEL_EXCLUDES(mutex);
