@@ -41,12 +41,15 @@ Target itemTarget(const CommandLine& line, const Fingerprint& fingerprint)
 Target paneTarget(const CommandLine& line, const std::string& pane)
 {
     PanePlace place = PanePlace::find(daemonsOf(line), pane, line.patience());
-    PaneItem current = PaneItem::ask(place, line.patience());
-    if (!current.item)
+    // What it asks now, not what the daemon told last. Where it asks nothing, the second says whether there is a pane.
+    std::optional<AttentionItem> current = itemAfterRefresh(place, line.patience());
+    if (!current)
+        current = PaneItem::ask(place, line.patience()).item;
+    if (!current)
         throw CommandError(ExitStatus::failure,
             "the agent in pane " + pane + " asks nothing; give it a prompt with: tarnel prompt " + pane + " TEXT");
-    const Fingerprint fingerprint = current.item->fingerprint;
-    return {std::move(place), fingerprint, std::move(current.item)};
+    const Fingerprint fingerprint = current->fingerprint;
+    return {std::move(place), fingerprint, std::move(current)};
 }
 
 /// The item of the pane as it is now; nothing when it needs no one or cannot be asked.
