@@ -134,7 +134,7 @@ private:
         }
     }
 
-    /// To the daemon of the machine, which has told of itself: the order is about what it has shown.
+    /// To the daemon of the machine, which is among those that there are: orders to others are not made.
     CommandSender& senderFor(const std::string& machine)
     {
         std::size_t index = 0;

@@ -388,15 +388,20 @@ void Stepper::confirmClose(const TopKey& key)
 
 void Stepper::send(TopSent what, CommandAction action, Outbox::Prediction predict)
 {
+    const TopMachine* machine = state.machineNamed(what.target.place.machine);
+    if (!machine) { // its daemon has come back under another name
+        if (!what.text.empty())
+            state.drafts[what.target.place] = what.text;
+        say("No daemon tells of " + what.target.title + " any more; nothing was sent.", Paint::red);
+        return;
+    }
     const std::string id = state.settings.commandPrefix + std::to_string(++state.counter);
     if (auto* answer = std::get_if<AnswerAction>(&action))
         answer->request.idempotencyKey = id;
     const std::string words = TerminalText::cut(TerminalText::plainLine(what.choice.value_or(what.text)), 40);
-    const TopMachine* machine = state.machineNamed(what.target.place.machine);
-    const bool isConnected = machine && machine->isConnected;
     say("Sending " + (words.empty() ? "" : "\"" + words + "\" ") + "to " + what.target.title
-            + (isConnected ? " ..." : " as soon as the daemon is back ..."),
-        isConnected ? Paint::none : Paint::yellow);
+            + (machine->isConnected ? " ..." : " as soon as the daemon is back ..."),
+        machine->isConnected ? Paint::none : Paint::yellow);
     step.orders.push_back({.machine = what.target.place.machine,
         .command = {.id = id, .action = std::move(action)},
         .predict = std::move(predict)});

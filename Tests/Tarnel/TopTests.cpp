@@ -286,6 +286,20 @@ TEST(Top, goesToPanesAndClosesThemOnceThatIsConfirmed)
     }
 }
 
+TEST(Top, sendsNothingToAMachineThatIsKnownNoMore)
+{
+    View view;
+    view.take(newsOf({itemOf("p1")}));
+    TopNews renamed = newsOf({});
+    const_cast<MachineSnapshot&>(*renamed.machines[0].snapshot).machine = "another name";
+    view.take(renamed);
+    for (const char* keys : {"o", "Xy", "pgo on<enter>"}) {
+        EXPECT_THAT(view.press(keys).text(), HasSubstr("nothing was sent.")) << keys;
+        EXPECT_TRUE(view.orders.empty()) << keys;
+    }
+    EXPECT_EQ(view.press("p").state.line.text, "go on") << "what was typed is kept";
+}
+
 TEST(Top, showsCardAndQueue)
 {
     AttentionItem item = itemOf("p1");
