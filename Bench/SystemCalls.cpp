@@ -34,7 +34,7 @@ extern "C" int pthread_create(
 }
 
 extern "C" int posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
-    const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) noexcept
+    const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[])
 {
     static auto* const real = systemsOwn<int(pid_t*, const char*, const posix_spawn_file_actions_t*,
         const posix_spawnattr_t*, char* const*, char* const*)>("posix_spawn");
@@ -72,7 +72,8 @@ double systemCalls(const std::function<void()>& work)
     if (!isTraced)
         throw std::system_error(errno, std::generic_category(), "cannot trace a child process");
     // Each call stops twice; the one that ends the process only once. The rest are the two marks.
-    return static_cast<double>((stops - 1) / 2 - 2);
+    const long calls = (stops - 1) / 2 - 2;
+    return static_cast<double>(calls);
 }
 
 } // namespace tarnel::bench

@@ -5,6 +5,8 @@
 #include "TarnelCore/JSON/JSONDocument.h"
 #include "TarnelCore/JSON/JSONWriter.h"
 #include <algorithm>
+#include <cctype>
+#include <simdjson.h>
 
 namespace tarnel::fuzz {
 
@@ -35,6 +37,67 @@ JSON visited(const JSONView& view)
     return nullptr;
 }
 
+using Decoded = simdjson::dom::element;
+
+/// The value as a decoder shows it that builds a whole tree: a repeated key's last value counts.
+JSON valueOf(Decoded decoded)
+{
+    switch (decoded.type()) {
+    case simdjson::dom::element_type::OBJECT: {
+        JSON::Object members;
+        const simdjson::dom::object source = decoded.get_object().value_unsafe();
+        for (const auto [key, value] : source)
+            members[std::string(key)] = valueOf(value);
+        return members;
+    }
+    case simdjson::dom::element_type::ARRAY: {
+        JSON::Array elements;
+        const simdjson::dom::array source = decoded.get_array().value_unsafe();
+        for (const Decoded each : source)
+            elements.push_back(valueOf(each));
+        return elements;
+    }
+    case simdjson::dom::element_type::STRING:
+        return std::string(decoded.get_string().value_unsafe());
+    case simdjson::dom::element_type::BOOL:
+        return decoded.get_bool().value_unsafe();
+    case simdjson::dom::element_type::NULL_VALUE:
+        return nullptr;
+    default:
+        return decoded.get_double().value_unsafe();
+    }
+}
+
+/// Whether the text has what only one of the two decoders takes: an escape that may be half of a pair, many digits in a
+/// row, or deep nesting.
+bool isDisputed(std::string_view text)
+{
+    std::size_t digits = 0;
+    std::size_t brackets = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        digits = std::isdigit(static_cast<unsigned char>(text[i])) != 0 ? digits + 1 : 0;
+        if (text[i] == '[' || text[i] == '{')
+            ++brackets;
+        if (digits > 18 || brackets > 500)
+            return true;
+        if (text.substr(i, 2) == "\\u" && i + 2 < text.size() && (text[i + 2] == 'd' || text[i + 2] == 'D'))
+            return true;
+    }
+    return false;
+}
+
+/// A whole tree of the text, built by another decoder, says the same.
+void checkAgainstTree(std::string_view text, const std::optional<JSON>& value)
+{
+    if (isDisputed(text))
+        return;
+    simdjson::dom::parser parser;
+    Decoded decoded;
+    const bool isGood = parser.parse(simdjson::padded_string(text)).get(decoded) == simdjson::SUCCESS;
+    require(isGood == value.has_value(), value ? "what is no JSON was taken" : "JSON was refused");
+    require(!isGood || valueOf(decoded) == *value, "a tree of the same text holds another value");
+}
+
 void checkWritten(const JSON& value)
 {
     const std::string written = value.serialized();
@@ -54,6 +117,7 @@ void checkWritten(const JSON& value)
 void fuzzJSON(std::string_view input)
 {
     const auto value = JSON::parseLine(input);
+    checkAgainstTree(input, value);
     JSONDocument document;
     const std::string padded = std::string(input) + std::string(JSONDocument::padding, '"');
     const auto view = document.parsePadded(std::string_view(padded).substr(0, input.size()));

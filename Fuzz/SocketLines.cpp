@@ -45,9 +45,10 @@ void fuzzSocketLines(std::string_view input)
     std::size_t sent = 0;
     const auto read = [&] {
         auto line = socket.readLine();
-        if (line)
-            lines.push_back(*std::move(line));
-        return line.has_value();
+        if (!line)
+            return false;
+        lines.push_back(*std::move(line));
+        return true;
     };
     try {
         while (sent < input.size()) {

@@ -69,7 +69,7 @@ int serve(const Arguments& arguments, const TarnelConfig& config)
     TarnelDaemon daemon(engine, daemonSocket(arguments, environment, config), {.log = log});
     std::signal(SIGPIPE, SIG_IGN);
     raiseDescriptorLimit();
-    returnFreedMemory();
+    keepLittleMemory();
     try {
         daemon.run();
         return 0;

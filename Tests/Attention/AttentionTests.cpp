@@ -22,28 +22,6 @@ AttentionItem itemWith(std::optional<Pending> pending)
     return item;
 }
 
-TEST(Attention, ordersTheKindsByUrgency)
-{
-    struct Case {
-        AttentionKind kind;
-        std::string_view title;
-        int group;
-    };
-    const Case cases[] = {
-        {AttentionKind::question, "Question", 0},
-        {AttentionKind::plan, "Plan ready", 0},
-        {AttentionKind::permission, "Permission", 0},
-        {AttentionKind::blocked, "Blocked", 0},
-        {AttentionKind::asking, "Asking", 1},
-        {AttentionKind::error, "Stopped", 2},
-        {AttentionKind::finished, "Turn finished", 3},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(title(c.kind), c.title);
-        EXPECT_EQ(group(c.kind), c.group) << c.title;
-    }
-}
-
 TEST(Attention, hashesAndDescribesFingerprints)
 {
     EXPECT_EQ(Fingerprint::hash(""), "cbf29ce484222325");

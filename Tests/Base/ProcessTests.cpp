@@ -1,12 +1,11 @@
+#include "Support/Descriptors.h"
 #include "TarnelCore/Base/Process.h"
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <system_error>
 
@@ -27,19 +26,7 @@ Process::Options shell(const std::string& script)
 }
 
 /// Everything that the child and what it left behind write.
-std::string readAll(const Process& process)
-{
-    std::string text;
-    std::array<char, 4096> chunk;
-    for (;;) {
-        const ssize_t count = ::read(process.output().get(), chunk.data(), chunk.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return text;
-        text.append(chunk.data(), static_cast<std::size_t>(count));
-    }
-}
+std::string readAll(const Process& process) { return tarnel::readAll(process.output().get()); }
 
 bool hasChildren()
 {

@@ -1,3 +1,4 @@
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Attention/ConfiguredQueueOptions.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Config/SettingsSchema.h"
@@ -16,22 +17,11 @@ namespace fs = std::filesystem;
 /// Each test has a folder of its own.
 class ConfigFile : public testing::Test {
 protected:
-    ConfigFile()
-    {
-        std::string name = (fs::temp_directory_path() / "tarnel-config.XXXXXX").string();
-        folder = ::mkdtemp(name.data());
-    }
-    ~ConfigFile() override { fs::remove_all(folder); }
-
-    TarnelConfig load(const std::string& text)
-    {
-        Files::writeAtomically(path(), text);
-        return TarnelConfig(path());
-    }
-    [[nodiscard]] std::string path() const { return folder + "/config.toml"; }
+    TarnelConfig load(const std::string& text) { return TarnelConfig(folder.write("config.toml", text)); }
+    [[nodiscard]] std::string path() const { return folder / "config.toml"; }
     [[nodiscard]] std::string written() const { return Files::read(path()).value_or("none"); }
 
-    std::string folder;
+    const TemporaryFolder folder;
 };
 
 TEST(SettingsSchema, isConsistent)
@@ -118,7 +108,8 @@ TEST_F(ConfigFile, setRewritesTheFile)
     EXPECT_EQ(written(), "\n[attention]\norder = \"oldest\"\n");
     EXPECT_EQ(config.string("attention.order"), "oldest");
 
-    Files::writeAtomically(path(), "other = 1\nattention.order = \"recent\"\n", 0600); // another program's edit
+    folder.write("config.toml", "other = 1\nattention.order = \"recent\"\n"); // another program's edit
+    fs::permissions(path(), fs::perms::owner_read | fs::perms::owner_write);
     config.set("terminal.lines", 80);
     EXPECT_EQ(written(), "other = 1\n\n[attention]\norder = \"recent\"\n\n[terminal]\nlines = 80\n");
     EXPECT_EQ(fs::status(path()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
@@ -140,7 +131,7 @@ TEST_F(ConfigFile, setRefusesBadValuesAndBadFiles)
     EXPECT_EQ(written(), text);
 
     const std::string broken = "ok = 1\nbroken\n";
-    Files::writeAtomically(path(), broken);
+    folder.write("config.toml", broken);
     EXPECT_THROW(config.set("general.menu_bar", true), TOMLError);
     EXPECT_EQ(written(), broken);
 }
@@ -168,9 +159,9 @@ TEST_F(ConfigFile, setNeverWritesWhatReadsDifferently)
 
 TEST_F(ConfigFile, setMakesTheFolderAndFollowsLinks)
 {
-    TarnelConfig config(folder + "/new/inner/config.toml");
+    TarnelConfig config(folder / "new/inner/config.toml");
     config.set("general.menu_bar", false);
-    EXPECT_EQ(fs::status(folder + "/new/inner").permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(folder / "new/inner").permissions(), fs::perms::owner_all);
     EXPECT_FALSE(TarnelConfig(config.path()).boolean("general.menu_bar"));
 
     fs::create_symlink("new/inner/config.toml", path());
@@ -178,8 +169,8 @@ TEST_F(ConfigFile, setMakesTheFolderAndFollowsLinks)
     EXPECT_TRUE(fs::is_symlink(path()));
     EXPECT_TRUE(TarnelConfig(config.path()).boolean("general.menu_bar"));
 
-    Files::writeAtomically(folder + "/file", "");
-    EXPECT_THROW(TarnelConfig(folder + "/file/config.toml").set("general.menu_bar", true), std::system_error);
+    folder.write("file");
+    EXPECT_THROW(TarnelConfig(folder / "file/config.toml").set("general.menu_bar", true), std::system_error);
 }
 
 TEST_F(ConfigFile, givesTheQueueItsOptions)

@@ -1,10 +1,9 @@
+#include "Support/Descriptors.h"
+#include "Support/TemporaryFolder.h"
 #include "TarnelCore/Daemon/Bridge.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <array>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <thread>
-#include <unistd.h>
 
 namespace tarnel {
 
@@ -24,14 +23,6 @@ struct Pipe {
         ASSERT_EQ(::write(writing.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
     void endWriting() { writing = FileDescriptor(); }
-    [[nodiscard]] std::string readAll() const
-    {
-        std::string text;
-        std::array<char, 4096> chunk{};
-        for (ssize_t count = 0; (count = ::read(reading.get(), chunk.data(), chunk.size())) > 0;)
-            text.append(chunk.data(), static_cast<std::size_t>(count));
-        return text;
-    }
     FileDescriptor reading;
     FileDescriptor writing;
 };
@@ -40,10 +31,8 @@ struct Pipe {
 class Bridged : public ::testing::Test {
 protected:
     Bridged()
-        : folder(::mkdtemp(folderName.data()))
-        , listener(LineSocket::listen(folder + "/d.sock"))
-        , bridge([this] {
-            status = Bridge::run(folder + "/d.sock", input.reading.get(), output.writing.get());
+        : bridge([this] {
+            status = Bridge::run(path, input.reading.get(), output.writing.get());
             output.endWriting();
         })
         , daemon(listener->accept())
@@ -55,13 +44,11 @@ protected:
             daemon->close();
         if (bridge.joinable())
             bridge.join();
-        ::unlink((folder + "/d.sock").c_str());
-        ::rmdir(folder.c_str());
     }
 
-    std::string folderName = "/tmp/tarnel-bridge-XXXXXX";
-    std::string folder;
-    std::shared_ptr<LineSocket> listener;
+    const TemporaryFolder folder;
+    const std::string path = folder / "d.sock";
+    std::shared_ptr<LineSocket> listener = LineSocket::listen(path);
     Pipe input;
     Pipe output;
     int status = -1;
@@ -88,7 +75,7 @@ TEST_F(Bridged, relaysLinesBothWaysAndAnswersAfterTheInputsEnd)
     daemon->writeLine("answer");
     daemon->writeLine("");
     daemon = nullptr; // ends the connection
-    EXPECT_EQ(output.readAll(), "answer\n\n");
+    EXPECT_EQ(readAll(output.reading.get()), "answer\n\n");
     bridge.join();
     EXPECT_EQ(status, 0);
 }
@@ -98,7 +85,7 @@ TEST_F(Bridged, endsWithTheDaemonWhileItsInputStaysOpen)
     daemon->writeLine("bye");
     daemon->close();
     bridge.join();
-    EXPECT_EQ(output.readAll(), "bye\n");
+    EXPECT_EQ(readAll(output.reading.get()), "bye\n");
     EXPECT_EQ(status, 0);
 }
 

@@ -1,11 +1,11 @@
+#include "Support/Descriptors.h"
 #include "TarnelCore/Daemon/Connection.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <array>
 #include <gtest/gtest.h>
+#include <map>
 #include <poll.h>
-#include <sys/socket.h>
+#include <random>
 #include <thread>
-#include <unistd.h>
 
 namespace tarnel {
 
@@ -19,28 +19,25 @@ class ConnectionTest : public testing::Test {
 protected:
     void open(Connection::Limits limits)
     {
-        std::array<int, 2> ends{};
-        ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
-        client = FileDescriptor(ends[0]);
-        connection = std::make_unique<Connection>(std::make_shared<LineSocket>(FileDescriptor(ends[1])), limits);
+        connection = std::make_unique<Connection>(ends.socket, limits);
         connection->startPushing();
     }
     /// Takes up to so many bytes.
     std::string take(std::size_t bytes) const
     {
         std::string taken(bytes, ' ');
-        const ssize_t count = ::read(client.get(), taken.data(), bytes);
+        const ssize_t count = ::read(ends.peer.get(), taken.data(), bytes);
         taken.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         return taken;
     }
     [[nodiscard]] bool isEndedWithin(std::chrono::milliseconds limit) const
     {
-        pollfd end{client.get(), 0, 0};
+        pollfd end{ends.peer.get(), 0, 0};
         return ::poll(&end, 1, static_cast<int>(limit.count())) > 0;
     }
     static Connection::Line line(std::size_t bytes) { return std::make_shared<const std::string>(bytes, 'x'); }
 
-    FileDescriptor client;
+    SocketPair ends;
     std::unique_ptr<Connection> connection;
 };
 
@@ -78,6 +75,46 @@ TEST_F(ConnectionTest, keepsTheNewestSnapshotAndEveryEventInOrder)
         received += more;
     ending.join();
     EXPECT_EQ(received.substr(received.find('\n') + 1), "event 1\nsnapshot 4\nevent 2\n");
+}
+
+/// Whatever goes out at once, in part, or later, beside replies.
+TEST_F(ConnectionTest, linesStayWholeAndInOrder)
+{
+    open({.eventBytes = std::size_t{1} << 30});
+    const auto reader = ends.takePeer();
+    constexpr int count = 400;
+    const auto text = [](char kind, int number, std::size_t size) {
+        return kind + std::to_string(number) + " " + std::string(size, kind) + ".";
+    };
+    const std::array<std::size_t, 4> sizes{10, 2'000, 70'000, 400'000};
+    std::thread pusher([&] {
+        std::mt19937 random(5);
+        for (int i = 1; i <= count; ++i) {
+            const auto line = [&](char kind) {
+                return std::make_shared<const std::string>(text(kind, i, sizes[random() % sizes.size()]));
+            };
+            connection->pushEvent(line('e'));
+            connection->pushSnapshot(line('s'), static_cast<std::uint64_t>(i));
+        }
+    });
+    std::thread replier([&] {
+        for (int i = 1; i <= count; ++i)
+            connection->reply(text('r', i, sizes[static_cast<std::size_t>(i) % sizes.size()]));
+    });
+    std::map<char, int> last;
+    bool isGood = true;
+    while (isGood && (last['e'] < count || last['s'] < count || last['r'] < count)) {
+        const std::string line = reader->readLine().value_or("the end");
+        const char kind = line[0];
+        const int number = std::atoi(line.c_str() + 1);
+        const bool isNext = kind == 's' ? number > last[kind] : number == last[kind] + 1;
+        isGood = isNext && line.find_first_not_of(kind, line.find(' ') + 1) == line.size() - 1;
+        EXPECT_TRUE(isGood) << line.substr(0, 20) << " after " << last[kind];
+        last[kind] = number;
+    }
+    connection->close();
+    pusher.join();
+    replier.join();
 }
 
 TEST_F(ConnectionTest, letsAClientGoWithTooManyEvents)

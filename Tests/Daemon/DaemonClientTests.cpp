@@ -1,10 +1,8 @@
+#include "Support/Descriptors.h"
 #include "TarnelCore/Daemon/DaemonClient.h"
 #include "TarnelCore/Muxle/MuxleClient.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
-#include <cerrno>
 #include <deque>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <thread>
 
 namespace tarnel {
@@ -66,20 +64,6 @@ struct Scripted {
     DaemonClient client;
 };
 
-/// Both ends of one connection.
-struct SocketPair {
-    SocketPair()
-    {
-        std::array<int, 2> ends{};
-        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0)
-            throw SocketError::io(errno);
-        near = std::make_shared<LineSocket>(FileDescriptor(ends[0]));
-        far = std::make_shared<LineSocket>(FileDescriptor(ends[1]));
-    }
-    std::shared_ptr<LineSocket> near;
-    std::shared_ptr<LineSocket> far;
-};
-
 const std::string emptySnapshot =
     R"({"agents":[],"machine":"studio","queue":[],"takenAt":"2026-03-02T09:15:04Z","workspaces":[]})";
 
@@ -126,14 +110,15 @@ TEST(DaemonClient, callHasOneDeadlineHoweverMuchArrives)
     for (const Case& c : {Case{"silence", ""}, Case{"events without end", R"({"event":"snapshot"})"}}) {
         SCOPED_TRACE(c.what);
         SocketPair pair;
+        const auto far = pair.takePeer();
         std::thread daemon([&] {
             try {
                 while (!c.flood.empty())
-                    pair.far->writeLine(c.flood);
+                    far->writeLine(c.flood);
             } catch (const SocketError&) {
             }
         });
-        DaemonClient client(std::make_shared<HeldOpener>(pair.near));
+        DaemonClient client(std::make_shared<HeldOpener>(pair.socket));
         const auto start = std::chrono::steady_clock::now();
         try {
             client.call("ping", {}, 50ms);
@@ -142,7 +127,7 @@ TEST(DaemonClient, callHasOneDeadlineHoweverMuchArrives)
             EXPECT_EQ(error.error, EAGAIN);
         }
         EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
-        pair.near->close();
+        pair.socket->close();
         daemon.join();
     }
 }
@@ -206,10 +191,11 @@ TEST(DaemonClient, subscriptionTellsWhatArrivesInOrder)
 TEST(DaemonClient, closedLinkEndsTheSubscriptionAndTakesNothing)
 {
     SocketPair pair;
-    pair.far->writeLine(R"({"id":1,"result":{}})");
+    const auto far = pair.takePeer();
+    far->writeLine(R"({"id":1,"result":{}})");
     std::shared_ptr<DaemonLink> link;
     std::thread closer;
-    DaemonClient client(std::make_shared<HeldOpener>(pair.near));
+    DaemonClient client(std::make_shared<HeldOpener>(pair.socket));
     client.subscribe({.onOpen = [&](const std::shared_ptr<DaemonLink>& opened) {
         link = opened;
         closer = std::thread([opened] { opened->close(); }); // wakes the reader, which waits for a day

@@ -3,14 +3,11 @@
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Base/Text.h"
 #include "TarnelCore/Commands/Command.h"
-#include "TarnelCore/Daemon/DaemonClient.h"
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <latch>
 #include <set>
-#include <sys/stat.h>
-#include <thread>
 
 namespace tarnel {
 
@@ -56,7 +53,7 @@ command = "lazy"
     ~DaemonCommandsTest() override
     {
         daemon = nullptr;
-        for (const char* name : {"MUXLE_CONFIG_PATH", "MUXLE_ACTIVE_PANE_ID", "MUXLE_BIN_PATH"})
+        for (const char* name : {"MUXLE_CONFIG_PATH", "MUXLE_ACTIVE_PANE_ID"})
             ::unsetenv(name);
     }
 
@@ -467,79 +464,6 @@ TEST_F(DaemonCommandsTest, leavesATraceOfWhatChangesAPane)
     EXPECT_THAT(lines.with("secret"), IsEmpty());
 }
 
-TEST_F(DaemonCommandsTest, keepsTheOrderOfEachClientInALane)
-{
-    constexpr int clientCount = 20;
-    constexpr int commandCount = 20;
-    std::atomic<int> running = 0;
-    std::atomic<int> mostRunning = 0;
-    muxle.handle("pane.send_text", [&](const JSON::Object&) {
-        mostRunning = std::max(mostRunning.load(), ++running);
-        std::this_thread::yield();
-        --running;
-        return JSON(JSON::Object());
-    });
-    serve();
-    std::latch ready(clientCount);
-    std::vector<std::thread> clients;
-    for (int number = 0; number < clientCount; ++number) {
-        clients.emplace_back([&, number] {
-            const auto client = connect();
-            ready.arrive_and_wait();
-            for (int i = 0; i < commandCount; ++i) {
-                const std::string id = std::to_string(number) + "." + std::to_string(100 + i);
-                send(*client, id, input("p1", id));
-            }
-            for (int i = 0; i < commandCount; ++i) // answers come in order too
-                EXPECT_THAT(reply(*client), HasSubstr(std::to_string(number) + "." + std::to_string(100 + i) + "\""));
-        });
-    }
-    for (std::thread& client : clients)
-        client.join();
-    EXPECT_EQ(mostRunning, 1);
-    std::map<std::string, Strings> byClient;
-    for (const std::string& text : sent("pane.send_text", "text"))
-        byClient[text.substr(0, text.find('.'))].push_back(text);
-    EXPECT_EQ(byClient.size(), std::size_t{clientCount});
-    for (const auto& [client, texts] : byClient) {
-        EXPECT_EQ(texts.size(), std::size_t{commandCount});
-        EXPECT_TRUE(std::is_sorted(texts.begin(), texts.end())) << client;
-    }
-}
-
-TEST_F(DaemonCommandsTest, lanesWaitOnlyForWhatTheyMust)
-{
-    std::latch released(1);
-    muxle.handle("pane.send_text", [&](const JSON::Object& params) {
-        if (*params.find("pane_id") == JSON("p1"))
-            released.wait();
-        return JSON(JSON::Object());
-    });
-    muxle.handle("pane.close", [](const JSON::Object&) { return JSON(JSON::Object()); });
-    serve();
-    const auto slow = connect();
-    const auto closing = connect();
-    send(*slow, "a", input("p1", "slow"));
-    send(*slow, "b", input("p1", "next"));
-    ASSERT_TRUE(muxle.awaitRequests("pane.send_text", 1));
-    EXPECT_THAT(command("c", input("p2", "quick")), HasSubstr("done"));
-    send(*closing, "d", call("pane.close", R"({"pane_id":"p2"})"));
-    EXPECT_THAT(reply(*closing), HasSubstr("done"));
-    send(*closing, "e", call("pane.close", R"({"pane_id":"p1"})"));
-    ask(*closing, R"({"id":1,"method":"ping"})"); // by then the command before it is in its lane
-    EXPECT_THAT(command("f", input("p2", "quick")), HasSubstr("done"));
-    EXPECT_EQ(muxle.requests("pane.close").size(), 1u);
-    released.count_down();
-    EXPECT_THAT(reply(*closing), HasSubstr("done"));
-    Strings order;
-    for (const auto& request : muxle.requests()) {
-        if (request.params.find("pane_id") && *request.params.find("pane_id") == JSON("p1")
-            && (request.method == "pane.send_text" || request.method == "pane.close"))
-            order.push_back(request.method);
-    }
-    EXPECT_THAT(order, ElementsAre("pane.send_text", "pane.send_text", "pane.close"));
-}
-
 TEST_F(DaemonCommandsTest, runsARepeatedIdOnceAndTellsEveryone)
 {
     std::latch released(1);
@@ -585,21 +509,6 @@ TEST_F(DaemonCommandsTest, showsACommandsEffectBeforeItsReply)
     }
 }
 
-TEST_F(DaemonCommandsTest, aClientThatGoesAwayChangesNothingForItsCommands)
-{
-    serve();
-    for (int i = 0; i < 20; ++i) {
-        const auto client = connect();
-        send(*client, "c" + std::to_string(i), prompt("p1", std::to_string(i)));
-        if (i % 2 == 0)
-            client->close();
-    }
-    EXPECT_TRUE(muxle.awaitRequests("agent.prompt", 20));
-    EXPECT_EQ(command("c0", prompt("p1", "0")), R"({"id":"c0","status":"done"})")
-        << "what became of it can still be asked";
-    EXPECT_EQ(muxle.requests("agent.prompt").size(), 20u);
-}
-
 TEST_F(DaemonCommandsTest, aClientThatEndsItsSendingIsStillAnswered)
 {
     serve();
@@ -615,25 +524,6 @@ TEST_F(DaemonCommandsTest, aClientThatEndsItsSendingIsStillAnswered)
         std::sort(received.begin(), received.end());
         EXPECT_THAT(received, ElementsAre(R"({"event":"snapshot)", R"({"id":1,"result":{)", R"({"id":2,"result":")"));
     }
-}
-
-TEST_F(DaemonCommandsTest, streamsPanesToManyObservers)
-{
-    ::setenv("MUXLE_BIN_PATH",
-        folder.write("muxle", "#!/bin/sh\necho \"{\\\"bytes\\\":\\\"QUJD\\\",\\\"width\\\":$6}\"\nexec sleep 1000\n")
-            .c_str(),
-        1);
-    ASSERT_EQ(::chmod((folder / "muxle").c_str(), 0755), 0);
-    serve();
-    DaemonClient client(path);
-    std::vector<std::shared_ptr<TerminalStream>> streams;
-    for (int i = 0; i < 10; ++i)
-        streams.push_back(client.observe("p1"));
-    for (const auto& stream : streams)
-        EXPECT_EQ(stream->next(), (TerminalFrame{.width = 80, .bytes = "ABC"}));
-    for (const auto& stream : streams)
-        stream->close();
-    daemon = nullptr; // which waits for every tool's end
 }
 
 } // namespace

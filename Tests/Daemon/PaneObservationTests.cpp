@@ -1,10 +1,9 @@
+#include "Support/Descriptors.h"
 #include "Support/TemporaryFolder.h"
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Daemon/PaneObservation.h"
-#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <future>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 
 namespace tarnel {
@@ -29,14 +28,6 @@ public:
 /// An observation with a shell script for the multiplexer's tool, and the client's end of it.
 class PaneObservationTest : public ::testing::Test {
 protected:
-    PaneObservationTest()
-    {
-        int ends[2] = {-1, -1};
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-        client = std::make_shared<LineSocket>(FileDescriptor(ends[0]));
-        server = std::make_shared<LineSocket>(FileDescriptor(ends[1]));
-    }
-
     void setTool(const std::string& script)
     {
         environment["MUXLE_BIN_PATH"] = folder.write("muxle", script);
@@ -47,15 +38,15 @@ protected:
     std::future<std::optional<std::string>> observe(PaneObservation::Request request = {.id = 7, .pane = "p1"})
     {
         return std::async(std::launch::async, [this, request = std::move(request)] {
-            return PaneObservation::run(request, muxle, "studio", environment, *server);
+            return PaneObservation::run(request, muxle, "studio", environment, *ends.socket);
         });
     }
 
     const TemporaryFolder folder;
     const MuxleClient muxle{std::make_shared<OnePane>()};
     Environment environment{{"PATH", "/usr/bin:/bin"}, {"HOME", folder.path()}};
-    std::shared_ptr<LineSocket> client;
-    std::shared_ptr<LineSocket> server;
+    SocketPair ends;
+    const std::shared_ptr<LineSocket> client = ends.takePeer();
 };
 
 constexpr auto observing = R"({"id":7,"result":{"observing":"p1"}})";

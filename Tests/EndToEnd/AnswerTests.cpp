@@ -1,7 +1,6 @@
 #include "EndToEnd/DemoWorld.h"
 #include "Support/Eventually.h"
-#include <gmock/gmock.h>
-#include <thread>
+#include <gtest/gtest.h>
 
 namespace tarnel {
 
@@ -50,52 +49,6 @@ TEST(Answer, reachesEveryKindOfDialog)
         const auto shows = [&] { return world.screen(panes[i]).find(cases[i].shown) != std::string::npos; };
         EXPECT_TRUE(eventually(shows, patience)) << world.screen(panes[i]);
     }
-}
-
-TEST(Answer, isTypedOnceHoweverOftenItIsSent)
-{
-    DemoWorld world;
-    SnapshotWatch watch(world.daemon.socketPath());
-    const std::string repeated = world.startAgent("claude-finished");
-    const std::string contested = world.startAgent("claude-finished");
-    const std::string question = world.startAgent("codex-question");
-
-    auto item = awaitItem(watch, repeated, AttentionKind::finished);
-    ASSERT_TRUE(item);
-    AnswerRequest request{.fingerprint = item->fingerprint, .text = "tag it", .idempotencyKey = "k"};
-    AnswerRequest stale = request;
-    stale.fingerprint.contentHash = "0";
-    EXPECT_EQ(world.daemon.answer(stale), AnswerOutcome(AnswerStale{item->fingerprint}));
-    EXPECT_EQ(world.daemon.answer(request), AnswerOutcome(AnswerApplied{"prompt"}));
-    EXPECT_EQ(world.daemon.answer(request), duplicate(AnswerApplied{"prompt"}));
-
-    const std::string panes[] = {contested, question};
-    for (const std::string& pane : panes) {
-        item = awaitItem(watch, pane, pane == contested ? AttentionKind::finished : AttentionKind::question);
-        ASSERT_TRUE(item);
-        std::vector<AnswerOutcome> outcomes(2);
-        std::vector<std::thread> clients;
-        for (std::size_t i = 0; i < 2; ++i) {
-            clients.emplace_back([&, i] {
-                const bool isPrompt = pane == contested;
-                outcomes[i] = DaemonClient(world.daemon.socketPath())
-                                  .answer({.fingerprint = item->fingerprint,
-                                      .choice = isPrompt ? std::nullopt : std::optional<std::string>("Redis"),
-                                      .text = isPrompt ? std::optional("from " + std::to_string(i)) : std::nullopt});
-            });
-        }
-        for (std::thread& client : clients)
-            client.join();
-        EXPECT_THAT(outcomes,
-            testing::UnorderedElementsAre(AnswerOutcome(AnswerApplied{pane == contested ? "prompt" : "menu 2"}),
-                testing::ResultOf(
-                    [](const AnswerOutcome& each) { return std::holds_alternative<AnswerStale>(each); }, true)));
-    }
-    EXPECT_TRUE(eventually([&] { return heard(world, repeated).size() == 1; }, patience));
-    EXPECT_THAT(heard(world, repeated), testing::ElementsAre("tag it"));
-    EXPECT_THAT(heard(world, contested), testing::ElementsAre(testing::StartsWith("from ")));
-    const auto isAnswered = [&] { return world.screen(question).find("now live in Redis") != std::string::npos; };
-    EXPECT_TRUE(eventually(isAnswered, patience)) << world.screen(question);
 }
 
 } // namespace

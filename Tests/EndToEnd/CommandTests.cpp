@@ -1,6 +1,5 @@
 #include "EndToEnd/DemoWorld.h"
 #include "Support/Eventually.h"
-#include "TarnelCore/Base/Text.h"
 #include <algorithm>
 #include <gmock/gmock.h>
 
@@ -8,7 +7,6 @@ namespace tarnel {
 
 namespace {
 
-using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -117,23 +115,6 @@ TEST_F(Commands, promptIsHeldDeliveredAndLeft)
     EXPECT_THAT(heard(world, working), ::testing::UnorderedElementsAre("when you are done", "later"));
     const std::string all = world.run("cat " + folderOf).output;
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3) << "nothing is told twice";
-}
-
-TEST_F(Commands, eventsTellEveryChange)
-{
-    const std::string output = world.folder / "events.out";
-    const Process events(
-        world.command("/bin/sh", {"-c", "exec " TARNEL_PROGRAM " events >" + output + " 2>/dev/null"}));
-    const auto told = [&](const std::string& words) {
-        return eventually([&] { return world.run("cat " + output).output.find(words) != std::string::npos; }, patience);
-    };
-    EXPECT_TRUE(told(R"("kind":"permission")"));
-    const std::string plan = world.startAgent("claude-plan");
-    EXPECT_TRUE(told(R"("kind":"plan")"));
-    std::string all = world.run("cat " + output).output;
-    all.erase(all.rfind('\n') + 1); // the last line may be half there
-    for (const std::string_view line : Text::splitNonEmpty(all, '\n'))
-        EXPECT_EQ(*JSON::parse(std::string(line))["event"], JSON("snapshot"));
 }
 
 } // namespace

@@ -1,14 +1,13 @@
 #include "EndToEnd/DemoWorld.h"
+#include "Support/Descriptors.h"
 #include "Support/Eventually.h"
 #include "TarnelCore/Base/Text.h"
 #include "TarnelCore/Base/UUID.h"
 #include "tarnel/LiveQueue.h"
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <poll.h>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace tarnel {
 
@@ -32,15 +31,6 @@ Environment privateEnvironment(const TemporaryFolder& folder)
     made["TARNEL_MACHINE"] = "demo";
     made["TERM"] = "xterm-256color";
     return made;
-}
-
-std::string readAll(int descriptor)
-{
-    std::string text;
-    std::array<char, 4096> chunk{};
-    for (ssize_t count = 0; (count = ::read(descriptor, chunk.data(), chunk.size())) > 0;)
-        text.append(chunk.data(), static_cast<std::size_t>(count));
-    return text;
 }
 
 /// The multiplexer's ids carry tmux's own numbers.

@@ -142,6 +142,21 @@ TEST_F(Top, followsTheWindowAndTheDaemon)
     expectLeft("0");
 }
 
+TEST_F(OnATerminal, watchFollowsTheQueueAndLeavesTheScreenClean)
+{
+    const std::string permission = world.startAgent("claude-permission");
+    const std::string error = world.startAgent("codex-error");
+    ASSERT_TRUE(awaitItem(watch, permission, AttentionKind::permission));
+    ASSERT_TRUE(awaitItem(watch, error, AttentionKind::error));
+    start("watch");
+    EXPECT_TRUE(shows("demo   2 wait for you, 0 are at work")) << world.screen(pane);
+    EXPECT_TRUE(shows("● Permission")) << world.screen(pane);
+    world.type(permission, {"1"});
+    EXPECT_TRUE(shows("1 waits for you, 1 is at work")) << world.screen(pane);
+    world.type(pane, {"x", "C-c"});
+    expectLeft("0");
+}
+
 TEST_F(OnATerminal, attachShowsAPaneAndTypesIntoIt)
 {
     const std::string shown = world.startCommand("PS1='$ ' sh");

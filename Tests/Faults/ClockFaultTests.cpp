@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <poll.h>
 #include <random>
 #include <sys/mman.h>
@@ -125,13 +126,15 @@ TEST(ClockFaultTest, everyTimeOutHoldsWhileTheClockIsSet)
                 }
             }},
     };
+    const auto measure = [](Measured& each) {
+        const auto start = Time::now();
+        each.wait();
+        each.seconds = inSeconds(Time::now() - start);
+    };
+    measure(all[0]); // alone, since whoever asks for something brings what the tick would
     std::vector<std::thread> threads;
-    for (Measured& each : all)
-        threads.emplace_back([&each] {
-            const auto start = Time::now();
-            each.wait();
-            each.seconds = inSeconds(Time::now() - start);
-        });
+    for (std::size_t i = 1; i < std::size(all); ++i)
+        threads.emplace_back(measure, std::ref(all[i]));
     // One that never comes back would hold the test up for ever.
     std::thread watchdog(
         [&] { eventually([&] { return isOver.load(); }, 60s) ? void() : world.daemon->terminate(0ms); });

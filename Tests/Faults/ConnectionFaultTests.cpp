@@ -119,6 +119,8 @@ TEST_F(ConnectionFaultTest, atTheLimitOthersGoOnAndNewOnesWait)
 #if defined(__linux__)
 TEST_F(ConnectionFaultTest, doesNotSpinWithoutDescriptors)
 {
+    if (!figuresCount)
+        GTEST_SKIP() << "a sanitizer takes an object for none when it finds no descriptor for the pipe that it asks";
     serve();
     const auto served = subscribe();
     const auto setLimit = [&](rlim_t limit) {

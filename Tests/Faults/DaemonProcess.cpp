@@ -3,9 +3,6 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace tarnel {
 
@@ -100,20 +97,6 @@ std::shared_ptr<LineSocket> DaemonProcess::subscribe() const
     ask(*socket, R"({"id":1,"method":"subscribe"})");
     socket->readLine();
     return socket;
-}
-
-FileDescriptor connectBare(const std::string& path)
-{
-    FileDescriptor made(::socket(AF_UNIX, SOCK_STREAM, 0));
-    ::fcntl(made.get(), F_SETFD, FD_CLOEXEC);
-    ::fcntl(made.get(), F_SETFL, O_NONBLOCK);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (::connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return {};
-    ::fcntl(made.get(), F_SETFL, 0);
-    return made;
 }
 
 void letPass(std::chrono::milliseconds span)

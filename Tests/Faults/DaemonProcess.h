@@ -1,6 +1,7 @@
 // Tests/Faults/DaemonProcess.h: the daemon as a process of its own, over a scripted multiplexer.
 #pragma once
 #include "Faults/ProcessUsage.h"
+#include "Support/BareConnection.h"
 #include "Support/Eventually.h"
 #include "Support/ScriptedMuxle.h"
 #include "Support/TemporaryFolder.h"
@@ -57,9 +58,6 @@ struct DaemonProcess {
 };
 
 class DaemonProcessTest : public testing::Test, protected DaemonProcess { };
-
-/// A connection to the socket at `path` as a bare descriptor; not open when it cannot be made at once.
-FileDescriptor connectBare(const std::string& path);
 
 /// Lets a span of time pass in which something is measured.
 void letPass(std::chrono::milliseconds span);

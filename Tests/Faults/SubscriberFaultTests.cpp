@@ -131,7 +131,7 @@ TEST_F(SubscriberFaultTest, stalledOnesCostLittleAndAreLetGo)
     ProcessUsage::resetPeak(id);
     StallWatch watch(stall());
     const auto together = latencies(*healthy, *asking, "both", changes);
-    EXPECT_EQ(watch.droppedCount(), 0u) << "the changes took longer than a client may stall";
+    const std::size_t droppedMeanwhile = watch.droppedCount();
     const double growth = usage().peakMemory - before;
 
     EXPECT_TRUE(eventually([&] { return watch.droppedCount() == stalledCount; }, 60s)) << watch.droppedCount();
@@ -150,6 +150,7 @@ TEST_F(SubscriberFaultTest, stalledOnesCostLittleAndAreLetGo)
     EXPECT_GE(least, 9.9);
     EXPECT_LE(most, 10.0 + 1.5 * TARNEL_SLOWDOWN);
     if (figuresCount) {
+        EXPECT_EQ(droppedMeanwhile, 0u) << "the changes took longer than a client may stall";
         EXPECT_LE(growth, 16);
         EXPECT_LE(ratio, 2);
     }

@@ -1,12 +1,9 @@
 #include "Faults/DaemonProcess.h"
 #include "TarnelCore/Base/Files.h"
-#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
-#include <poll.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 namespace tarnel {
 
@@ -15,24 +12,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-constexpr uid_t otherUser = 65534;
-
-bool isRoot() { return ::geteuid() == 0; }
-
-/// What `work` returns in a process of another user; it may only call the system.
-int asOtherUser(const std::function<int()>& work)
-{
-    const pid_t child = ::fork();
-    if (child == 0) {
-        if (::setgid(otherUser) != 0 || ::setuid(otherUser) != 0)
-            ::_exit(100);
-        ::_exit(work());
-    }
-    int status = 0;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 class UserFaultTest : public DaemonProcessTest {
 protected:
@@ -97,25 +76,12 @@ TEST_F(UserFaultTest, aProcessOfAnotherUserIsTurnedAway)
     serve();
     const auto status = std::filesystem::status(socketPath());
     EXPECT_EQ(status.permissions(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-    enum Outcome { cannotConnect = 1, turnedAway = 2, served = 3 };
-    const std::string path = socketPath();
-    const auto attempt = [&] {
-        return asOtherUser([&] {
-            const FileDescriptor client = connectBare(path);
-            constexpr std::string_view request = "{\"id\":1,\"method\":\"ping\"}\n";
-            if (!client.isOpen())
-                return cannotConnect;
-            [[maybe_unused]] const auto sent = ::write(client.get(), request.data(), request.size());
-            char byte = 0;
-            return ::read(client.get(), &byte, 1) == 1 ? served : turnedAway;
-        });
-    };
-    EXPECT_EQ(attempt(), cannotConnect) << "by the modes of the folder and the socket";
+    EXPECT_EQ(welcomeOfOtherUser(socketPath()), Welcome::cannotConnect) << "by the modes of the folder and the socket";
     // Even where modes would let it in.
     ASSERT_EQ(::chmod(folder.path().c_str(), 0755), 0);
-    ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(socketPath().c_str(), 0666), 0);
     for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(attempt(), turnedAway);
+        EXPECT_EQ(welcomeOfOtherUser(socketPath()), Welcome::turnedAway);
     EXPECT_THAT(log(), HasSubstr("tarneld: turned away a connection of user 65534\n"));
     EXPECT_THAT(ask(R"({"id":1,"method":"ping"})"), HasSubstr("studio"));
     printFigure("another user's process: 20 of 20 connections turned away");

@@ -1,3 +1,4 @@
+#include "Support/HeapInUse.h"
 #include "TarnelCore/Base/Text.h"
 #include "TarnelCore/JSON/JSON.h"
 #include "TarnelCore/JSON/JSONDocument.h"
@@ -31,6 +32,8 @@ TEST(JSON, readsAndWritesBack)
         {"of a repeated key the last counts", R"({"k":1,"j":0,"k":[2],"k":3})", R"({"j":0,"k":3})"},
         {"integral without a fraction", "[7.0,1e3,-2.50,1e-7]", "[7,1000,-2.5,1e-07]"},
         {"minus zero is zero", "[-0,-0.0,-1e-400]", "[0,0,0]"},
+        {"integers beyond what a double holds exactly", "[9007199254740992,-9007199254740994,1e19]",
+            "[9007199254740992,-9007199254740994,10000000000000000000]"},
         {"thirty digits are a number", "[123456789012345678901234567890]", "[123456789012345677877719597056]"},
         {"a long integer at the very start", "-18446744073709551616", "-18446744073709551616"},
         {"digits inside a string stay", R"(["123456789012345678901234567890",123456789012345678901])",
@@ -308,8 +311,8 @@ std::string plainlyWritten(std::string_view text, bool escapesSlashes)
 
 TEST(JSONWriter, writesAnyTextAsByteByByte)
 {
-    const std::string_view pieces[] = {"a", "abcdefgh", "the quick", "\n", "\"", "\\", "/", "\x01", "\x1f", "\x7f", "é", "─",
-        "🚀", "\xFF", "\xC3", "\xED\xA0\x80", "\xE2\x94"};
+    const std::string_view pieces[] = {"a", "abcdefgh", "the quick", "\n", "\"", "\\", "/", "\x01", "\x1f", "\x7f", "é",
+        "─", "🚀", "\xFF", "\xC3", "\xED\xA0\x80", "\xE2\x94"};
     std::mt19937 random(3);
     for (int round = 0; round < 20'000; ++round) {
         std::string text;
@@ -320,6 +323,26 @@ TEST(JSONWriter, writesAnyTextAsByteByByte)
             JSONWriter writer(slashes);
             writer.write(std::string_view(text));
             ASSERT_EQ(writer.take(), plainlyWritten(text, slashes == JSONWriter::Slashes::escaped));
+        }
+    }
+}
+
+TEST(JSON, knowsEscapesWhereverTheyStand)
+{
+    for (std::size_t before = 0; before < 140; ++before) {
+        for (std::size_t backslashes = 1; backslashes < 8; ++backslashes) {
+            SCOPED_TRACE(std::to_string(backslashes) + " backslashes behind " + std::to_string(before) + " bytes");
+            const std::string plain(before, 'a');
+            const auto text = [&](const std::string& behind) {
+                return "\"" + plain + std::string(backslashes, '\\') + behind + plain + "\\t\"";
+            };
+            const bool isOdd = backslashes % 2 == 1;
+            const std::string halved = plain + std::string(backslashes / 2, '\\');
+            const auto value = JSON::parseLine(text("n"));
+            ASSERT_TRUE(value);
+            EXPECT_EQ(*value->string(), halved + (isOdd ? "\n" : "n") + plain + "\t");
+            EXPECT_EQ(JSON::parseLine(text("x")).has_value(), !isOdd);
+            EXPECT_EQ(JSON::parseLine(text("u12g4")).has_value(), !isOdd);
         }
     }
 }
@@ -343,6 +366,29 @@ TEST(JSONDocument, viewsReadWithoutBuildingValues)
     JSON::Array empty;
     document.parse("[]")->forEachElement([&](JSONView each) { empty.push_back(each.value()); });
     EXPECT_TRUE(empty.empty());
+}
+
+TEST(JSONDocument, givesBackWhatALongTextTook)
+{
+    JSONDocument document;
+    ASSERT_TRUE(document.parse("[]"));
+    const auto before = heapInUse();
+    if (!before)
+        GTEST_SKIP() << "the allocator does not tell";
+    constexpr std::size_t length = std::size_t{8} << 20;
+    constexpr std::size_t allowed = length / 8;
+    {
+        std::string lists = "[[]";
+        while (lists.size() < length)
+            lists += ",[]";
+        EXPECT_FALSE(document.parse(lists));
+        EXPECT_TRUE(document.parse(lists + "]"));
+    }
+    EXPECT_TRUE(document.parse("[]"));
+    EXPECT_LE(heapInUse(), *before + allowed) << "a short text follows";
+    EXPECT_FALSE(document.parse(std::string(length, '[')));
+    document.shrink();
+    EXPECT_LE(heapInUse(), *before + allowed) << "nothing follows";
 }
 
 } // namespace

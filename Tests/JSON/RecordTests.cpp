@@ -1,6 +1,7 @@
 #include "TarnelCore/JSON/Record.h"
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace tarnel {
 
@@ -64,6 +65,22 @@ TEST(Record, writesSortedKeysAndLeavesOutWhatIsAbsent)
     EXPECT_EQ(decode<Shape>(JSON::parse(encoded(full))), full);
     EXPECT_EQ(decode<Shape>(jsonValue(bare)), bare);
     EXPECT_TRUE(jsonValue(Point{1, std::nan("")}).isNull());
+}
+
+TEST(Record, integersReadBackAsTheyAreWritten)
+{
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    struct Case {
+        std::int64_t value;
+        std::int64_t written;
+    };
+    const Case cases[] = {{0, 0}, {-7, -7}, {9007199254740992, 9007199254740992},
+        {-9007199254740993, -9007199254740992}, {4999999999999999995, 4999999999999998976}, {most, 9223372036854774784},
+        {-most - 1, -most - 1}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(encoded(c.value), std::to_string(c.written));
+        EXPECT_EQ(decode<std::int64_t>(JSON::parse(encoded(c.value))), c.written);
+    }
 }
 
 TEST(Record, decodesStrictly)

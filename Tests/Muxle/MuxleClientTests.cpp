@@ -36,6 +36,52 @@ template <class Body> std::string failureOf(Body body)
     return "";
 }
 
+/// A subscription on a thread of its own.
+class Follower {
+public:
+    explicit Follower(const MuxleClient& client)
+        : thread([this, &client] {
+            try {
+                client.subscribe(
+                    {JSON::object({{"type", "pane.created"}})}, [this](auto opened) { channel = opened; },
+                    [this](const JSON& event) {
+                        MutexLock lock(mutex);
+                        events.push_back(event.serialized());
+                    });
+                outcome = "ended";
+            } catch (const std::exception& error) {
+                outcome = error.what();
+            }
+            isOver = true;
+        })
+    {
+    }
+    ~Follower()
+    {
+        if (channel)
+            channel->close();
+        thread.join();
+    }
+
+    std::vector<std::string> received()
+    {
+        MutexLock lock(mutex);
+        return events;
+    }
+    std::string end()
+    {
+        return eventually([&] { return isOver.load(); }) ? outcome : "still there";
+    }
+
+    std::shared_ptr<LineChannel> channel; // read once the multiplexer has the subscription
+private:
+    Mutex mutex;
+    std::vector<std::string> events TARNEL_GUARDED_BY(mutex);
+    std::string outcome; // written before `isOver`
+    std::atomic<bool> isOver = false; // set once, at the end
+    std::thread thread;
+};
+
 const std::string timedOut = SocketError::io(EAGAIN).what();
 
 TEST(MuxleClient, findsTheSocket)
@@ -254,6 +300,20 @@ TEST_F(MuxleClientTest, boundsARequestThatThePeerDoesNotRead)
     EXPECT_THROW(deaf.request("ping", {}, Seconds(-1)), std::invalid_argument);
 }
 
+TEST_F(MuxleClientTest, takesNoLineBeyondAllMeasure)
+{
+    const std::string filling((std::size_t{128} << 20) + 1, 'x');
+    const std::string tooLong = SocketError::io(EMSGSIZE).what();
+    muxle.handleRaw("ping", [&](LineChannel& channel, const ScriptedMuxle::Request& request) {
+        channel.writeLine(R"({"id":")" + request.id + R"(","result":")" + filling + "\"}");
+    });
+    EXPECT_EQ(failureOf([&] { std::ignore = client.request("ping", {}, Seconds(60)); }), tooLong);
+    Follower follower(client);
+    ASSERT_TRUE(muxle.awaitSubscriptions(1));
+    muxle.pushLine("\"" + filling + "\"");
+    EXPECT_EQ(follower.end(), tooLong);
+}
+
 TEST_F(MuxleClientTest, tellsThatNobodyListens)
 {
     const std::string prefix = "cannot connect to " + muxle.socketPath() + ": ";
@@ -266,65 +326,6 @@ TEST_F(MuxleClientTest, tellsThatNobodyListens)
     muxle.start();
     EXPECT_TRUE(client.ping().object());
 }
-
-TEST_F(MuxleClientTest, requestsFromManyThreadsDoNotMix)
-{
-    muxle.handle("echo", [](const JSON::Object& params) { return JSON(params); });
-    std::vector<std::thread> threads;
-    std::atomic<int> right = 0;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&, i] {
-            for (int k = 0; k < 20; ++k) {
-                const JSON::Object params{{"i", i}, {"k", k}};
-                right += client.request("echo", params) == JSON(params) ? 1 : 0;
-            }
-        });
-    }
-    for (std::thread& each : threads)
-        each.join();
-    EXPECT_EQ(right, 160);
-}
-
-/// A subscription on a thread of its own.
-class Follower {
-public:
-    explicit Follower(const MuxleClient& client)
-        : thread([this, &client] {
-            try {
-                client.subscribe(
-                    {JSON::object({{"type", "pane.created"}})}, [this](auto opened) { channel = opened; },
-                    [this](const JSON& event) {
-                        MutexLock lock(mutex);
-                        events.push_back(event.serialized());
-                    });
-                outcome = "ended";
-            } catch (const std::exception& error) {
-                outcome = error.what();
-            }
-            isOver = true;
-        })
-    {
-    }
-    ~Follower() { thread.join(); }
-
-    std::vector<std::string> received()
-    {
-        MutexLock lock(mutex);
-        return events;
-    }
-    std::string end()
-    {
-        return eventually([&] { return isOver.load(); }) ? outcome : "still there";
-    }
-
-    std::shared_ptr<LineChannel> channel; // read once the multiplexer has the subscription
-private:
-    Mutex mutex;
-    std::vector<std::string> events TARNEL_GUARDED_BY(mutex);
-    std::string outcome; // written before `isOver`
-    std::atomic<bool> isOver = false; // set once, at the end
-    std::thread thread;
-};
 
 TEST_F(MuxleClientTest, followsEventsUntilTheStreamEnds)
 {

@@ -1,3 +1,4 @@
+#include "Support/BareConnection.h"
 #include "Support/Eventually.h"
 #include "Support/TemporaryFolder.h"
 #include "TarnelCore/Base/Base64.h"
@@ -52,7 +53,11 @@ protected:
         server = std::make_unique<Server>(Server::Options{.address = tmux.address,
             .home = folder.path(),
             .socketPath = folder / "muxle/s",
-            .log = [](const std::string&) {},
+            .log =
+                [this](const std::string& line) {
+                    MutexLock lock(mutex);
+                    logged.push_back(line);
+                },
             .patience = patience});
         client = std::make_unique<MuxleClient>(std::make_shared<MuxleSocket>(folder / "muxle/s"));
     }
@@ -102,6 +107,8 @@ protected:
 
     std::string recorded(const std::string& file) const { return Files::read(folder / file).value_or(""); }
 
+    Mutex mutex;
+    std::vector<std::string> logged TARNEL_GUARDED_BY(mutex);
     const TemporaryFolder folder;
     PrivateTmux tmux{folder / "tmux"};
     std::unique_ptr<Server> server;
@@ -480,7 +487,7 @@ TEST_F(MuxleTmuxServer, changesNothingThatTheUserSees)
 TEST_F(MuxleTmuxServer, answersWhenTmuxHangs)
 {
     tmux.start("work");
-    serve(300ms);
+    serve(2s);
     ASSERT_EQ(client->panes().size(), 1u);
     const auto process = static_cast<pid_t>(std::stol(tmux.run({"display-message", "-p", "#{pid}"})));
     ASSERT_GT(process, 1);
@@ -507,6 +514,22 @@ TEST_F(MuxleTmuxServer, letsOneProcessServeASocket)
     EXPECT_FALSE(Files::exists(folder / "muxle/s"));
     serve();
     EXPECT_EQ(client->panes().size(), 1u);
+}
+
+TEST_F(MuxleTmuxServer, turnsOtherUsersAway)
+{
+    if (!isRoot())
+        GTEST_SKIP() << "only root can start a process of another user";
+    serve();
+    const std::string socket = folder / "muxle/s";
+    EXPECT_EQ(welcomeOfOtherUser(socket), Welcome::cannotConnect) << "by the modes of the folders and the socket";
+    for (const std::string& each : {folder.path(), folder / "muxle", socket}) // even where modes would let it in
+        std::filesystem::permissions(each, std::filesystem::perms(0777));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(welcomeOfOtherUser(socket), Welcome::turnedAway);
+    EXPECT_NE(call("ping")["pong"], nullptr) << "its own user's go on";
+    MutexLock lock(mutex);
+    EXPECT_EQ(logged, std::vector<std::string>(3, "turned away a connection of user 65534"));
 }
 
 /// Whether a frame with `isFull` comes whose bytes hold `text`.

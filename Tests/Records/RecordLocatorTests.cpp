@@ -119,6 +119,11 @@ TEST_F(RecordLocatorTest, looksForCodexRecordsAtMostEveryFiveSeconds)
 
     std::filesystem::remove(home / first);
     EXPECT_EQ(find(uuid), std::nullopt);
+    clock.sleep(6s);
+    EXPECT_EQ(find("none"), std::nullopt); // a look that no longer sees the first one, which is forgotten
+    home.write(first);
+    EXPECT_EQ(find(uuid), std::nullopt);
+    std::filesystem::remove(home / first);
     const std::string moved = ".codex/sessions/archive/" + uuid + ".jsonl";
     home.write(moved);
     clock.sleep(6s);

@@ -36,7 +36,7 @@ public:
     /// Makes `text` what the file `relative` holds, in place when it is there; makes the folders above it. Returns its path.
     std::string write(std::string_view relative, std::string_view text = "") const
     {
-        const std::string file = append(relative, "");
+        std::string file = append(relative, "");
         std::fstream(file, std::ios::binary | std::ios::in | std::ios::out) << text;
         std::filesystem::resize_file(file, text.size()); // emptying it first would have some systems wait for the disk
         return file;
@@ -45,7 +45,7 @@ public:
     /// Adds `text` to the end of a file, which is made when it is not there. Returns its path.
     std::string append(std::string_view relative, std::string_view text) const
     {
-        const std::string file = *this / relative;
+        std::string file = *this / relative;
         std::filesystem::create_directories(std::filesystem::path(file).parent_path());
         std::ofstream(file, std::ios::binary | std::ios::app) << text;
         return file;

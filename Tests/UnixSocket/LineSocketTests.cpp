@@ -1,3 +1,5 @@
+#include "Support/Descriptors.h"
+#include "Support/HeapInUse.h"
 #include "Support/TemporaryFolder.h"
 #include "TarnelCore/UnixSocket/LineSocket.h"
 #include <cerrno>
@@ -16,22 +18,12 @@ namespace {
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
-/// Two connected sockets: the one under test, and the bare other end.
-struct Pair {
-    Pair()
-    {
-        int ends[2] = {-1, -1};
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        socket = std::make_shared<LineSocket>(FileDescriptor(ends[0]));
-        peer = FileDescriptor(ends[1]);
-    }
+/// A socket, and a peer that sends any bytes.
+struct Pair : SocketPair {
     void send(std::string_view bytes) const
     {
         EXPECT_EQ(::write(peer.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
-
-    std::shared_ptr<LineSocket> socket;
-    FileDescriptor peer;
 };
 
 Lines allLines(LineSocket& socket)
@@ -95,6 +87,36 @@ TEST(LineSocket, listensInPlaceOfWhatStandsThereForItsOwnerOnly)
         ("cannot connect to " + missing + ": No such file or directory").c_str());
     EXPECT_STREQ(failureOf([&] { LineSocket::listen(missing); })->what(),
         ("cannot listen on " + missing + ": No such file or directory").c_str());
+}
+
+TEST(LineSocket, tellsWhatConnectingWouldMeet)
+{
+    const TemporaryFolder folder;
+    const std::string live = folder / "live";
+    const std::string stale = folder / "stale";
+    const auto listener = LineSocket::listen(live);
+    static_cast<void>(LineSocket::listen(stale)); // whose file stays
+    struct Case {
+        const char* what;
+        std::string path;
+        bool isMissing;
+        bool isListening;
+    };
+    const Case cases[] = {
+        {"a listener", live, false, true},
+        {"the file of one that is gone", stale, false, false},
+        {"nothing", folder / "none", true, false},
+        {"a folder", folder.path(), false, false},
+        {"a path that fits no address", folder / std::string(200, 'x'), false, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(LineSocket::isMissing(c.path), c.isMissing);
+        EXPECT_EQ(LineSocket::isListening(c.path), c.isListening);
+        if (c.isMissing) {
+            EXPECT_EQ(SocketError::missingText(c.path), failureOf([&] { LineSocket::connect(c.path); })->what());
+        }
+    }
 }
 
 TEST(LineSocket, splitsTheStreamAtLineFeedsOnly)
@@ -166,6 +188,27 @@ TEST(LineSocket, limitsTheLineExactly)
     }
 }
 
+TEST(LineSocket, givesBackWhatALongLineTook)
+{
+    Pair pair;
+    const auto before = heapInUse();
+    if (!before)
+        GTEST_SKIP() << "the allocator does not tell";
+    constexpr std::size_t length = std::size_t{8} << 20;
+    const auto other = pair.takePeer();
+    std::thread sending([&] {
+        other->writeLine(std::string(length, 'x') + "\nshort"); // what stands behind the line keeps its memory for now
+        other->writeLine("last");
+        other->close();
+    });
+    EXPECT_EQ(pair.socket->readLine()->size(), length);
+    EXPECT_EQ(pair.socket->readLine(), "short");
+    EXPECT_EQ(pair.socket->readLine(), "last");
+    EXPECT_EQ(pair.socket->readLine(), std::nullopt);
+    sending.join();
+    EXPECT_LE(heapInUse(), *before + length / 8);
+}
+
 TEST(LineSocket, writersNeverInterleave)
 {
     Pair pair;
@@ -178,7 +221,18 @@ TEST(LineSocket, writersNeverInterleave)
                 pair.socket->writeLine(std::string(length, letter));
         });
     }
-    for (std::size_t i = 0; i < 2 * count; ++i) {
+    writers.emplace_back([&] { // one that waits only for what it has started
+        const auto line = std::make_shared<const std::string>(length, 'c');
+        for (std::size_t i = 0; i < count;) {
+            if (pair.socket->startLine(line) == LineSocket::Started::nothing) {
+                std::this_thread::yield();
+            } else {
+                pair.socket->finishLine();
+                ++i;
+            }
+        }
+    });
+    for (std::size_t i = 0; i < 3 * count; ++i) {
         const auto line = reader.readLine();
         if (!line) {
             ADD_FAILURE() << "only " << i << " lines";
@@ -190,6 +244,33 @@ TEST(LineSocket, writersNeverInterleave)
     }
     for (std::thread& each : writers)
         each.join();
+}
+
+TEST(LineSocket, startsLinesWithoutWaiting)
+{
+    using Started = LineSocket::Started;
+    const auto small = std::make_shared<const std::string>("small");
+    const auto large = std::make_shared<const std::string>(std::size_t{1} << 22, 'x'); // more than the kernel buffers
+    Pair pair;
+    EXPECT_EQ(pair.socket->startLine(small), Started::whole);
+    EXPECT_EQ(pair.socket->startLine(large), Started::part);
+    std::string received(large->size(), ' ');
+    received.resize(static_cast<std::size_t>(::recv(pair.peer.get(), received.data(), received.size(), MSG_DONTWAIT)));
+    EXPECT_EQ(pair.socket->startLine(small), Started::nothing) << "there is room, but the rest goes first";
+    LineSocket reader(std::move(pair.peer));
+    std::thread writer([&] { pair.socket->writeLine("next"); });
+    received += reader.readLine().value_or("");
+    EXPECT_EQ(received, *small + "\n" + *large);
+    EXPECT_EQ(reader.readLine(), "next");
+    writer.join();
+    pair.socket->finishLine(); // nothing is left to send
+    EXPECT_EQ(pair.socket->startLine(small), Started::whole);
+
+    pair.socket->setWriteTimeout(10ms);
+    EXPECT_EQ(pair.socket->startLine(large), Started::part);
+    EXPECT_EQ(errorOf(failureOf([&] { pair.socket->finishLine(); })), EAGAIN);
+    EXPECT_EQ(pair.socket->startLine(small), Started::nothing) << "a line after a torn one";
+    EXPECT_EQ(errorOf(failureOf([&] { pair.socket->writeLine("x"); })), EPIPE);
 }
 
 TEST(LineSocket, closingWakesWhoeverIsBlocked)

@@ -1,6 +1,7 @@
-// TarnelCore/Attention/PhraseSearch.h: looks for several phrases in one text at once.
+// TarnelCore/Attention/PhraseSearch.h: looks for several phrases at once in text as a screen lays it out.
 #pragma once
-#include <array>
+#include "TarnelCore/Base/ByteBlock.h"
+#include <bitset>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -8,26 +9,44 @@
 
 namespace tarnel {
 
-/// A search for any of several phrases that looks at few of a text's bytes: where two bytes stand that are in no
-/// phrase, it goes on as far as the shortest phrase is long. The algorithm: Wu and Manber, A Fast Algorithm for
-/// Multi-Pattern Searching, 1994. Thread-safety: none needed, it never changes.
+/// A search for any of several phrases in UTF-8 text, in any case, and with any white space where a phrase has a space;
+/// white space at the ends of the text is none. Each phrase is looked for by an anchor, two bytes beside each other
+/// that must stand in the text as they are but for the case of ASCII letters: all anchors at once, in many places at
+/// once. Where one is met, the text is compared with the phrase both ways. Thread-safety: none needed, it never
+/// changes.
 class PhraseSearch {
 public:
-    /// An empty phrase is never found.
-    explicit PhraseSearch(std::vector<std::string> phrases);
+    /// An empty phrase is never found, nor is one with white space other than single spaces.
+    explicit PhraseSearch(const std::vector<std::string>& phrases);
 
     [[nodiscard]] bool isAnyIn(std::string_view text) const;
 
 private:
-    /// Phrases shorter than this are looked for one by one.
-    static constexpr std::size_t shortest = 4;
+    struct Phrase {
+        std::string text; // in lower case
+        std::size_t start = 0; // where in `text` its anchor is, or what else is looked for first
+        std::uint16_t anchor = 0; // folded; only of anchored phrases
 
-    [[nodiscard]] bool startsAny(std::string_view text) const;
+        [[nodiscard]] bool isAt(std::string_view screen, std::size_t at) const;
+    };
 
-    std::vector<std::string> shortPhrases;
-    std::vector<std::string> longPhrases;
-    std::size_t window = 0; // the length of the shortest of the long ones, up to 255
-    std::array<std::uint8_t, 4'096> shifts; // by the hash of a window's last two bytes: how far no phrase can begin
+    /// An anchor of one phrase or several: its first byte and its second, each in all places of a block.
+    struct Anchor {
+        ByteBlock first;
+        ByteBlock second;
+    };
+
+    void add(std::string phrase);
+    void addLoose(std::string phrase);
+    [[nodiscard]] bool isAnyAnchoredIn(std::string_view text) const;
+    [[nodiscard]] bool isAnyAnchoredAt(std::string_view text, std::size_t at) const;
+    [[nodiscard]] bool isAnyLooseIn(std::string_view text) const;
+
+    std::vector<Phrase> anchored;
+    std::vector<Anchor> anchors; // each of them once
+
+    std::vector<Phrase> loose; // those that have none, compared wherever one can start
+    std::bitset<256> looseStarts; // by the byte there
 };
 
 } // namespace tarnel

@@ -3,11 +3,7 @@
 #include "TarnelCore/Base/Text.h"
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
-#include <cstdint>
-#include <cstring>
-#include <memory>
 #include <utility>
 
 namespace tarnel::ScreenReading {
@@ -61,101 +57,19 @@ std::string_view withoutClosingEdge(std::string_view text)
     return text;
 }
 
-/// The last scalar of `space`, which is all white space.
-std::string_view lastScalar(std::string_view space)
-{
-    std::size_t length = Text::firstScalar(space).length;
-    while (length < space.size()) {
-        space.remove_prefix(length);
-        length = Text::firstScalar(space).length;
-    }
-    return space;
-}
-
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
-/// Eight bytes that are looked at together; bytes of any value times this are eight of them.
-using Word = std::uint64_t;
-constexpr Word each = 0x0101010101010101;
-constexpr Word highBits = 0x80 * each;
-
-/// The highest bit of every byte of `word`, all of them ASCII, that is `low` or more.
-constexpr Word atLeast(Word word, unsigned char low) { return (word + (0x80u - low) * each) & highBits; }
-
-/// Writes a word of `from` in lower case to `to`; returns how many of its bytes count, which are those before one that is
-/// not ASCII, or is white space other than a single space.
-std::size_t putPlainBytes(const char* from, char* to, bool isBehindSpace)
+/// `screen` from the first line on that can hold a menu's first entry; empty when none can.
+std::string_view fromFirstEntry(std::string_view screen)
 {
-    if constexpr (std::endian::native != std::endian::little)
-        return 0;
-    Word word = 0;
-    std::memcpy(&word, from, sizeof word);
-    // Sums of bytes that are not ASCII run over into the bytes above them, which then don't count.
-    const Word printed = atLeast(word, ' ') & ~word;
-    const Word spaces = printed & ~atLeast(word, '!');
-    const Word others = (highBits & ~printed) | (spaces & (spaces << 8 | (isBehindSpace ? 0x80u : 0u)));
-    word += (atLeast(word, 'A') & ~atLeast(word, 'Z' + 1)) >> 2;
-    std::memcpy(to, &word, sizeof word);
-    return static_cast<std::size_t>(std::countr_zero(others)) / 8;
+    for (std::size_t one = screen.find('1'); one < screen.size(); one = screen.find('1', one + 1)) {
+        if (one + 1 < screen.size() && (screen[one + 1] == '.' || screen[one + 1] == ')')) {
+            const std::size_t feed = screen.rfind('\n', one);
+            return screen.substr(feed == screen.npos ? 0 : feed + 1);
+        }
+    }
+    return {};
 }
-
-/// A text in lower case, with one space for every run of white space and none at the ends.
-class CollapsedLowercase {
-public:
-    explicit CollapsedLowercase(std::string_view text)
-        // A scalar takes at most three bytes for each that it took before.
-        : bytes(std::make_unique_for_overwrite<char[]>(3 * text.size() + sizeof(Word)))
-    {
-        while (!text.empty()) {
-            if (text.size() >= sizeof(Word)) {
-                const std::size_t count = putPlainBytes(text.data(), bytes.get() + size, isBehindSpace());
-                size += count;
-                text.remove_prefix(count);
-                if (count == sizeof(Word))
-                    continue;
-            }
-            text.remove_prefix(putScalar(text));
-        }
-        if (size > 0 && isBehindSpace())
-            --size;
-    }
-
-    [[nodiscard]] std::string_view view() const { return {bytes.get(), size}; }
-
-private:
-    [[nodiscard]] bool isBehindSpace() const { return size == 0 || bytes[size - 1] == ' '; }
-
-    void putSpace()
-    {
-        if (!isBehindSpace())
-            bytes[size++] = ' ';
-    }
-
-    /// Returns the bytes that the first scalar of `text` takes.
-    std::size_t putScalar(std::string_view text)
-    {
-        const char c = text.front();
-        if (static_cast<unsigned char>(c) < 0x80) {
-            if (c == ' ' || (c >= '\t' && c <= '\r'))
-                putSpace();
-            else
-                bytes[size++] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-            return 1;
-        }
-        const Text::Scalar scalar = Text::firstScalar(text);
-        const bool isSymbol = scalar.value >= 0x2500 && scalar.value < 0x2C00; // of which screens are full; no letters
-        if (isSymbol)
-            size += text.copy(&bytes[size], scalar.length);
-        else if (Text::isWhitespace(scalar.value))
-            putSpace();
-        else
-            size += Text::lowercased(text.substr(0, scalar.length)).copy(&bytes[size], 3 * scalar.length);
-        return scalar.length;
-    }
-
-    const std::unique_ptr<char[]> bytes;
-    std::size_t size = 0;
-};
 
 /// Calls `visit` for each line of `text`, the empty ones included.
 template <class Visit> void forEachLine(std::string_view text, const Visit& visit)
@@ -330,10 +244,10 @@ std::optional<MenuOption> menuOption(std::string_view line)
     if (line.size() == space.size())
         return std::nullopt;
     if (line.empty()) { // of white space alone, the last is the label when another stands before it
-        const std::string_view last = lastScalar(space);
-        if (last.size() == space.size())
+        const std::size_t last = Text::lastScalar(space).length;
+        if (last == space.size())
             return std::nullopt;
-        option.label = last;
+        option.label = space.substr(space.size() - last);
     } else {
         option.label = withoutClosingEdge(line);
     }
@@ -351,7 +265,7 @@ std::vector<MenuOption> menu(std::string_view screen)
             lowest.swap(current);
         current.clear();
     };
-    forEachLine(screen, [&](std::string_view line) {
+    forEachLine(fromFirstEntry(screen), [&](std::string_view line) {
         std::optional<MenuOption> option = menuOption(line);
         if (!option) {
             if (!current.empty() && ++linesBetween > mostLinesBetween)
@@ -371,11 +285,7 @@ std::vector<MenuOption> menu(std::string_view screen)
 
 bool isQuestionScreen(std::string_view screen, const std::vector<std::string>& markers)
 {
-    std::vector<std::string> phrases;
-    phrases.reserve(markers.size());
-    for (const std::string& marker : markers)
-        phrases.push_back(Text::lowercased(marker));
-    return PhraseSearch(std::move(phrases)).isAnyIn(CollapsedLowercase(screen).view());
+    return PhraseSearch(markers).isAnyIn(screen);
 }
 
 std::optional<MenuOption> option(std::string_view choice, AttentionKind, const std::vector<MenuOption>& options)

@@ -20,6 +20,17 @@ char** variables()
 #endif
 }
 
+/// Apart from `homeDirectory`, which seldom needs its room.
+[[gnu::noinline]] std::string homeOfUser()
+{
+    std::array<char, 16384> room{};
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwuid_r(getuid(), &entry, room.data(), room.size(), &found) == 0 && found && found->pw_dir)
+        return found->pw_dir;
+    return "/";
+}
+
 } // namespace
 
 Environment processEnvironment()
@@ -46,12 +57,7 @@ std::string homeDirectory()
 {
     if (const char* home = std::getenv("HOME"); home && *home)
         return home;
-    std::array<char, 16384> room{};
-    passwd entry{};
-    passwd* found = nullptr;
-    if (getpwuid_r(getuid(), &entry, room.data(), room.size(), &found) == 0 && found && found->pw_dir)
-        return found->pw_dir;
-    return "/";
+    return homeOfUser();
 }
 
 std::string hostName()

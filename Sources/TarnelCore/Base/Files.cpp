@@ -220,7 +220,7 @@ void writeAll(int descriptor, std::string_view text, const std::string& path)
 void writeAtomically(const std::string& path, std::string_view text, unsigned mode)
 {
     std::string temporary = path + ".XXXXXX";
-    FileDescriptor file(::mkstemp(temporary.data()));
+    FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file.isOpen())
         fail("cannot write", path);
     try {

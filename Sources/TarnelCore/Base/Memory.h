@@ -3,8 +3,8 @@
 
 namespace tarnel {
 
-/// Has big blocks returned to the system as soon as they are freed. Left to itself, an allocator that has met one huge
-/// block keeps the memory of later ones. Called once, before there are other threads.
-void returnFreedMemory() noexcept;
+/// Has big blocks returned to the system as soon as they are freed, and threads share their heaps. Left to itself, an
+/// allocator that has met one huge block keeps the memory of later ones. Called once, before there are other threads.
+void keepLittleMemory() noexcept;
 
 } // namespace tarnel

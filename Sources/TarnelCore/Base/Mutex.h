@@ -46,6 +46,12 @@ public:
         else
             native.lock();
     }
+    /// Takes it when nobody has it; returns whether it did. Not for simulations.
+    bool tryLock() TARNEL_ATTRIBUTE(try_acquire_capability(true))
+    {
+        assert(!Locking::current && "only the system's threads find out that a lock is taken");
+        return native.try_lock();
+    }
     void unlock() TARNEL_ATTRIBUTE(release_capability())
     {
         if (Locking* const other = Locking::current)

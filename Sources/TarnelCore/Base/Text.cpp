@@ -17,11 +17,6 @@ bool isASCII(std::string_view text)
 
 char lowercaseASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
-char32_t lowercase(char32_t scalar)
-{
-    return static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(scalar)));
-}
-
 /// The bytes that `text` starts with and that form one scalar, or nothing when they are not UTF-8.
 std::optional<Scalar> decode(std::string_view text)
 {
@@ -85,6 +80,15 @@ std::vector<std::string_view> splitKeeping(std::string_view text, char separator
 } // namespace
 
 Scalar firstScalar(std::string_view text) { return decode(text).value_or(Scalar{replacement, 1}); }
+
+Scalar lastScalar(std::string_view text)
+{
+    std::size_t start = text.size() - 1;
+    while (start > 0 && text.size() - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
+        --start;
+    const Scalar scalar = firstScalar(text.substr(start));
+    return start + scalar.length == text.size() ? scalar : Scalar{replacement, 1};
+}
 
 void append(std::string& text, char32_t value)
 {
@@ -200,11 +204,8 @@ std::string_view trimmed(std::string_view text)
         text.remove_prefix(scalar.length);
     }
     while (!text.empty()) {
-        std::size_t start = text.size() - 1;
-        while (start > 0 && text.size() - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
-            --start;
-        const Scalar scalar = firstScalar(text.substr(start));
-        if (start + scalar.length != text.size() || !isWhitespace(scalar.value))
+        const Scalar scalar = lastScalar(text);
+        if (!isWhitespace(scalar.value))
             break;
         text.remove_suffix(scalar.length);
     }
@@ -235,11 +236,16 @@ std::string lowercased(std::string_view text)
         if (text.empty())
             break;
         const Scalar scalar = firstScalar(text);
-        const bool isSymbol = scalar.value >= 0x2500 && scalar.value < 0x2C00; // of which screens are full; no letters
-        append(lower, isSymbol ? scalar.value : lowercase(scalar.value));
+        append(lower, lowercased(scalar.value));
         text.remove_prefix(scalar.length);
     }
     return lower;
+}
+
+char32_t lowercased(char32_t scalar)
+{
+    const bool isSymbol = scalar >= 0x2500 && scalar < 0x2C00; // of which screens are full; no letters
+    return isSymbol ? scalar : static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(scalar)));
 }
 
 bool hasLowercase(std::string_view text)
@@ -266,7 +272,7 @@ std::string alphanumericKey(std::string_view text)
         if (scalar.value < 0x80)
             key += lowercaseASCII(static_cast<char>(scalar.value));
         else
-            append(key, lowercase(scalar.value));
+            append(key, lowercased(scalar.value));
     }
     return key;
 }
@@ -329,7 +335,7 @@ std::optional<std::size_t> findIgnoringCase(std::string_view text, std::string_v
     std::vector<std::size_t> origin; // of each byte of `lower`: where its scalar starts in `text`
     for (std::size_t at = 0; at < text.size();) {
         const Scalar scalar = firstScalar(text.substr(at));
-        append(lower, lowercase(scalar.value));
+        append(lower, lowercased(scalar.value));
         origin.resize(lower.size(), at);
         at += scalar.length;
     }

@@ -19,6 +19,9 @@ struct Scalar {
 /// The scalar at the start of `text`, which must not be empty.
 Scalar firstScalar(std::string_view text);
 
+/// The scalar at the end of `text`, which must not be empty.
+Scalar lastScalar(std::string_view text);
+
 /// Appends `value` in UTF-8.
 void append(std::string& text, char32_t value);
 
@@ -53,6 +56,7 @@ std::string_view trimmedOf(std::string_view text, std::string_view set);
 
 /// Lower case, scalar by scalar.
 std::string lowercased(std::string_view text);
+char32_t lowercased(char32_t scalar);
 
 /// Whether upper-casing would change `text`.
 bool hasLowercase(std::string_view text);

@@ -92,11 +92,12 @@ private:
     bool failed = false;
 };
 
+/// Appends `value`, which has at most `width` digits.
 void appendPadded(std::string& text, unsigned value, std::size_t width)
 {
-    const std::string digits = std::to_string(value);
-    text.append(width > digits.size() ? width - digits.size() : 0, '0');
-    text += digits;
+    text.append(width, '0');
+    for (std::size_t at = text.size(); value > 0; value /= 10)
+        text[--at] = static_cast<char>('0' + value % 10);
 }
 
 } // namespace

@@ -41,10 +41,9 @@ void Connection::pushSnapshot(Line line, std::uint64_t version)
     const auto older =
         std::find_if(waiting.begin(), waiting.end(), [](const Waiting& each) { return each.isSnapshot; });
     if (older == waiting.end())
-        waiting.push_back({std::move(line), true});
+        push(std::move(line), true);
     else
         older->line = std::move(line);
-    changed.notifyAll();
 }
 
 void Connection::pushEvent(Line line)
@@ -53,35 +52,53 @@ void Connection::pushEvent(Line line)
         MutexLock lock(mutex);
         if (isEnding)
             return;
-        eventBytes += line->size();
-        if (eventBytes <= limits.eventBytes) {
-            waiting.push_back({std::move(line), false});
-            changed.notifyAll();
-            return;
-        }
+        if (eventBytes + line->size() <= limits.eventBytes)
+            return push(std::move(line), false);
     }
     close();
 }
 
-Connection::Line Connection::nextLine()
+/// Sends `line` as far as there is room for it, and queues what is left. The lock is held meanwhile, so that lines go
+/// out in the order in which they are pushed.
+void Connection::push(Line line, bool isSnapshot)
+{
+    if (isIdle && waiting.empty()) {
+        const auto started = socket->startLine(line);
+        if (started == LineChannel::Started::whole)
+            return;
+        if (started == LineChannel::Started::part) {
+            waiting.push_back({nullptr, false});
+            return changed.notifyAll();
+        }
+    }
+    if (!isSnapshot)
+        eventBytes += line->size();
+    waiting.push_back({std::move(line), isSnapshot});
+    changed.notifyAll();
+}
+
+/// Waits for what the writer is to write; nothing once that is all.
+std::optional<Connection::Line> Connection::nextLine()
 {
     MutexLock lock(mutex);
+    isIdle = true;
     while (waiting.empty() && !isEnding)
         changed.wait(mutex);
     if (isClosed || waiting.empty())
-        return nullptr;
+        return std::nullopt;
+    isIdle = false;
     Waiting next = std::move(waiting.front());
     waiting.pop_front();
-    if (!next.isSnapshot)
+    if (next.line && !next.isSnapshot)
         eventBytes -= next.line->size();
     return std::move(next.line);
 }
 
 void Connection::writeLines()
 {
-    while (const Line line = nextLine()) {
+    while (const std::optional<Line> line = nextLine()) {
         try {
-            socket->writeLine(*line);
+            *line ? socket->writeLine(**line) : socket->finishLine();
         } catch (const SocketError&) {
             return close();
         }
@@ -101,7 +118,7 @@ void Connection::finish() noexcept
 
 void Connection::close() noexcept
 {
-    std::deque<Waiting> dropped;
+    std::list<Waiting> dropped;
     {
         MutexLock lock(mutex);
         isEnding = true;

@@ -6,17 +6,19 @@
 #include "TarnelCore/UnixSocket/SocketError.h"
 #include <chrono>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace tarnel {
 
-/// A client's socket, and the lines that are pushed to it. Replies are written by the connection's own thread; pushed
-/// lines wait here for a writer thread that exists once the client has subscribed, so that nobody who pushes ever waits
-/// for a client. Of snapshots only the newest waits, in the place of the one that it replaces; events keep their order.
-/// A client that lets a line wait and takes nothing for a while, or has too many events waiting, is disconnected.
+/// A client's socket, and the lines that are pushed to it. Replies are written by the connection's own thread. Once the
+/// client has subscribed, a pushed line goes out at once as far as the system has room for it; the rest, and what is
+/// pushed meanwhile, wait here for a writer thread, so that nobody who pushes ever waits for a client. Of snapshots
+/// only the newest waits, in the place of the one that it replaces; events keep their order. A client that lets a line
+/// wait and takes nothing for a while, or has too many events waiting, is disconnected.
 /// Thread-safety: one thread reads and replies; `push...` and `close` from any thread.
 /// Lifetime: the destructor joins the writer, so it must not run on it.
 class Connection {
@@ -67,21 +69,23 @@ public:
 
 private:
     struct Waiting {
-        Line line;
+        Line line; // null: the rest of the line that the socket has started
         bool isSnapshot = false;
     };
 
     void writeLines() TARNEL_EXCLUDES(mutex);
-    Line nextLine() TARNEL_EXCLUDES(mutex);
+    std::optional<Line> nextLine() TARNEL_EXCLUDES(mutex);
+    void push(Line line, bool isSnapshot) TARNEL_REQUIRES(mutex);
 
     const std::shared_ptr<LineChannel> socket;
     const Limits limits;
     const SerialQueueFactory makeQueue;
     Mutex mutex;
     Condition changed; // notified after any field below changes
-    std::deque<Waiting> waiting TARNEL_GUARDED_BY(mutex);
+    std::list<Waiting> waiting TARNEL_GUARDED_BY(mutex);
     std::size_t eventBytes TARNEL_GUARDED_BY(mutex) = 0; // of the events in `waiting`
     std::uint64_t newestVersion TARNEL_GUARDED_BY(mutex) = 0; // of the snapshots queued so far
+    bool isIdle TARNEL_GUARDED_BY(mutex) = false; // there is a writer, which has no line
     bool isEnding TARNEL_GUARDED_BY(mutex) = false; // no line is taken any more
     bool isClosed TARNEL_GUARDED_BY(mutex) = false; // nor sent
     /// With one task. Made and destroyed by the reading thread, or destroyed by the destructor.

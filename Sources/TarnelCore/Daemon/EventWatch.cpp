@@ -1,5 +1,6 @@
 #include "TarnelCore/Daemon/EventWatch.h"
 #include "TarnelCore/Base/Thread.h"
+#include "TarnelCore/UnixSocket/SocketError.h"
 #include <algorithm>
 #include <array>
 #include <exception>
@@ -117,6 +118,11 @@ void EventWatch::pause(std::chrono::nanoseconds duration)
 
 void EventWatch::subscribeOnce(std::chrono::milliseconds& delay)
 {
+    const auto report = [&](const std::string& problem) {
+        log.message("muxle events: " + problem + "; retrying in " + inSeconds(delay) + "s");
+    };
+    if (muxle.isAbsent())
+        return report(SocketError::missingText(muxle.socketPath()));
     const PaneSet panes = world.agentPanes();
     const auto onOpen = [&](std::shared_ptr<LineChannel> channel) {
         bool isTooLate = false;
@@ -140,7 +146,7 @@ void EventWatch::subscribeOnce(std::chrono::milliseconds& delay)
     } catch (const std::exception& error) {
         // A subscription that was closed because the panes changed may end with an error, which is none.
         if (!isAimedElsewhere() && !hasStopped())
-            log.message("muxle events: " + std::string(error.what()) + "; retrying in " + inSeconds(delay) + "s");
+            report(error.what());
     }
 }
 

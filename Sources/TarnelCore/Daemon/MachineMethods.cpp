@@ -8,7 +8,8 @@ std::string ping(DaemonServices& services, const Params&)
 {
     JSON multiplexer;
     try {
-        multiplexer = services.engine.muxle().ping();
+        if (const MuxleClient& muxle = services.engine.muxle(); !muxle.isAbsent())
+            multiplexer = muxle.ping();
     } catch (const std::exception&) {
         // The daemon answers all the same; null says that the multiplexer does not.
     }

@@ -26,6 +26,8 @@ Refresher::Refresher(AttentionEngine& source, Publisher& target, Clock& time, co
 
 Publisher::Snapshot Refresher::refresh()
 {
+    if (engine.muxle().isAbsent())
+        return publisher.current(); // as when asking it fails
     const Clock::Instant asked = clock.elapsed();
     if (!begin())
         return publisher.current();

@@ -2,6 +2,7 @@
 #include "TarnelCore/Base/Files.h"
 #include "TarnelCore/Daemon/DaemonClient.h"
 #include "TarnelCore/Daemon/DaemonError.h"
+#include "TarnelCore/UnixSocket/LineSocket.h"
 #include <cerrno>
 #include <chrono>
 #include <exception>
@@ -22,6 +23,8 @@ constexpr std::chrono::seconds probeTimeout{2};
 /// The machine name of the daemon that answers on the socket; nothing when none does in time.
 std::optional<std::string> answeringMachine(const std::string& socketPath)
 {
+    if (!LineSocket::isListening(socketPath))
+        return std::nullopt;
     try {
         const JSON reply = DaemonClient(socketPath).call("ping", {}, probeTimeout);
         return stringOf(reply["machine"]).value_or("?");

@@ -29,12 +29,11 @@ constexpr std::size_t ownDescriptors = 64;
 std::string successLine(const JSON& id, std::string_view result)
 {
     JSONWriter writer;
-    writer.beginObject();
-    writer.key("id");
+    writer.writeEncoded(R"({"id":)");
     writer.write(id);
-    writer.key("result");
+    writer.writeEncoded(R"(,"result":)");
     writer.writeEncoded(result);
-    writer.endObject();
+    writer.writeEncoded("}");
     return writer.take();
 }
 
@@ -46,17 +45,13 @@ JSON failure(std::string_view code, std::string_view message)
 std::string errorLine(const JSON& id, std::string_view code, std::string_view message)
 {
     JSONWriter writer;
-    writer.beginObject();
-    writer.key("error");
-    writer.beginObject();
-    writer.key("code");
+    writer.writeEncoded(R"({"error":{"code":)");
     writer.write(code);
-    writer.key("message");
+    writer.writeEncoded(R"(,"message":)");
     writer.write(message);
-    writer.endObject();
-    writer.key("id");
+    writer.writeEncoded(R"(},"id":)");
     writer.write(id);
-    writer.endObject();
+    writer.writeEncoded("}");
     return writer.take();
 }
 
@@ -178,7 +173,7 @@ void TarnelDaemon::acceptConnections(const std::shared_ptr<LineSocket>& listener
     }
     const std::size_t limit = descriptorLimit();
     const std::size_t most = limit - std::min(ownDescriptors, limit / 2);
-    serving.run([this, listener, most] { acceptAndServe(listener, most); });
+    acceptAndServe(listener, most); // until others do it
     MutexLock lock(mutex);
     while (!isStopping)
         stopped.wait(mutex);
@@ -292,16 +287,17 @@ bool TarnelDaemon::add(const std::shared_ptr<Connection>& connection)
 
 std::optional<std::string> TarnelDaemon::answer(const std::shared_ptr<Connection>& connection, std::string_view line)
 {
-    const std::optional<JSON> request = JSON::parseLine(line);
+    const std::optional<JSONView> request = JSONDocument::shared().parse(line);
     if (!request) {
         connection->reply(badLine("not JSON"));
         return std::nullopt;
     }
-    const JSON* givenID = (*request)["id"];
-    const JSON id = givenID ? *givenID : JSON();
-    const std::string method = stringOf((*request)["method"]).value_or("");
-    const JSON* givenParams = (*request)["params"];
-    const JSON::Object params = givenParams && givenParams->object() ? *givenParams->object() : JSON::Object();
+    // Copied: what the request asks for may decode other texts.
+    const auto [givenID, givenMethod, givenParams] = request->members({"id", "method", "params"});
+    const JSON id = givenID ? givenID->value() : JSON();
+    const std::string method(givenMethod ? givenMethod->string().value_or("") : "");
+    const JSON given = givenParams && givenParams->isObject() ? givenParams->value() : JSON(JSON::Object());
+    const JSON::Object& params = *given.object();
     try {
         if (method == "observe")
             return observe(connection, id, params);

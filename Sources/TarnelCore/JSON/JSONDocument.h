@@ -1,6 +1,7 @@
 // TarnelCore/JSON/JSONDocument.h: JSON text decoded in place, read through views without building values.
 #pragma once
 #include "TarnelCore/JSON/JSON.h"
+#include "TarnelCore/JSON/JSONIndex.h"
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -39,20 +40,19 @@ public:
         return found;
     }
 
-    /// Calls `visit(key, value)` for every member in the text's order, repeated keys included; nothing for another case.
-    template <class Visit>
-    void forEachMember(Visit visit) const
+    /// Calls `visit(key, value)` for every member in the text's order, repeated keys included; nothing for another
+    /// case.
+    template <class Visit> void forEachMember(Visit visit) const
     {
-        for (Cursor at = firstMember(); at; at = nextMember(*at))
-            visit(at->key, at->value());
+        for (Part key = firstChild('{'); key != 0; key = index->nextChild(key + 2))
+            visit(index->string(key), valueUnder(key));
     }
 
     /// Calls `visit(value)` for every element in order; nothing for another case.
-    template <class Visit>
-    void forEachElement(Visit visit) const
+    template <class Visit> void forEachElement(Visit visit) const
     {
-        for (std::optional<Element> at = firstElement(); at; at = nextElement(*at))
-            visit(at->value());
+        for (Part at = firstChild('['); at != 0; at = index->nextChild(at))
+            visit(JSONView(*index, at));
     }
 
     /// The value as a tree of its own.
@@ -60,50 +60,40 @@ public:
 
 private:
     friend class JSONDocument;
-    using Storage = std::array<std::uintptr_t, 2>; // the decoder's own handle, opaque here
+    using Part = JSONIndex::Part;
 
-    struct Position {
-        Storage at;
-        Storage end;
-    };
-    struct MemberPosition : Position {
-        std::string_view key;
-        [[nodiscard]] JSONView value() const;
-    };
-    struct Element : Position {
-        [[nodiscard]] JSONView value() const;
-    };
-    using Cursor = std::optional<MemberPosition>;
-
-    explicit JSONView(const Storage& decoded)
-        : storage(decoded)
+    JSONView(JSONIndex& decoded, Part value)
+        : index(&decoded)
+        , part(value)
     {
     }
     void findMembers(std::span<const std::string_view> keys, std::span<std::optional<JSONView>> found) const;
-    [[nodiscard]] Cursor firstMember() const;
-    [[nodiscard]] static Cursor nextMember(const MemberPosition& previous);
-    [[nodiscard]] std::optional<Element> firstElement() const;
-    [[nodiscard]] static std::optional<Element> nextElement(const Element& previous);
+    [[nodiscard]] JSONView valueUnder(Part key) const { return {*index, key + 2}; }
+    /// The first key or element; 0 when there is none, and for other cases than `start`, which is the bracket.
+    [[nodiscard]] Part firstChild(char start) const
+    {
+        return index->first(part) == start ? index->firstChild(part) : 0;
+    }
 
-    Storage storage;
+    JSONIndex* index;
+    Part part;
 };
 
-/// A decoder with the memory of the last text that it decoded. The rules of `JSON::parse` hold.
+/// A decoder with the memory of the last text that it decoded, or its place. The rules of `JSON::parse` hold.
 /// Thread-safety: none; `shared` gives each thread its own.
 class JSONDocument {
 public:
-    JSONDocument();
-    ~JSONDocument();
+    JSONDocument() = default;
     JSONDocument(const JSONDocument&) = delete;
     JSONDocument& operator=(const JSONDocument&) = delete;
 
     /// The bytes that must be readable, whatever they hold, behind a text given to `parsePadded`.
-    static constexpr std::size_t padding = 64;
+    static constexpr std::size_t padding = JSONIndex::padding;
 
     /// Decodes `text`; nothing when it is not JSON. The views of the text before end here. The text may go.
     std::optional<JSONView> parse(std::string_view text);
 
-    /// The same without a copy, for a text with `padding` readable bytes behind it.
+    /// The same without a copy, for a text with `padding` readable bytes behind it that outlives the views.
     std::optional<JSONView> parsePadded(std::string_view text);
 
     /// Gives back the memory that a large text has taken, for a thread that may be idle for long. The views of the text
@@ -114,10 +104,9 @@ public:
     static JSONDocument& shared();
 
 private:
-    struct Decoder;
-    std::optional<JSONView> decode(std::string_view text, bool isPadded);
-
-    std::unique_ptr<Decoder> decoder;
+    JSONIndex index;
+    std::unique_ptr<char[]> copy;
+    std::size_t copyRoom = 0;
 };
 
 } // namespace tarnel

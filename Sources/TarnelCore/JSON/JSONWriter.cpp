@@ -1,16 +1,32 @@
 #include "TarnelCore/JSON/JSONWriter.h"
+#include "TarnelCore/Base/ByteBlock.h"
 #include "TarnelCore/Base/Text.h"
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <simdjson.h>
 #include <utility>
 
 namespace tarnel {
 
 namespace {
+
+constexpr int doubleBits = std::numeric_limits<double>::digits;
+
+/// The number without the bits that a double has no room for.
+std::int64_t shortened(std::int64_t value)
+{
+    const std::uint64_t magnitude = value < 0 ? -static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    const int spare = static_cast<int>(std::bit_width(magnitude)) - doubleBits;
+    if (spare <= 0)
+        return value;
+    const std::uint64_t kept = magnitude >> spare << spare;
+    return static_cast<std::int64_t>(value < 0 ? -kept : kept);
+}
 
 /// The first room; larger texts double it.
 constexpr std::size_t firstRoom = 256;
@@ -21,82 +37,89 @@ constexpr std::size_t largeText = std::size_t{1} << 14;
 constexpr std::size_t largestGuess = std::size_t{1} << 20;
 thread_local std::size_t lastLargeSize = 0;
 
-/// As many bytes as are looked at together.
-using Word = std::uint64_t;
-constexpr Word ones = 0x0101010101010101;
-constexpr Word highBits = 0x8080808080808080;
-
-/// A word whose lowest set bit lies in the first byte of `word` that is zero; zero when none is.
-constexpr Word firstZero(Word word) { return (word - ones) & ~word & highBits; }
-
-/// The same for the first byte that a string cannot hold as it stands, or that begins no ASCII character. Bits above
-/// the lowest mean nothing.
-template <JSONWriter::Slashes form> constexpr Word firstSpecial(Word word)
-{
-    Word found =
-        word | ((word - 0x20 * ones) & ~word) | firstZero(word ^ ('"' * ones)) | firstZero(word ^ ('\\' * ones));
-    if constexpr (form == JSONWriter::Slashes::escaped)
-        found |= firstZero(word ^ ('/' * ones));
-    return found & highBits;
-}
-
 /// The bytes of a text shorter than a word, and plain ones behind them.
-Word shortWord(std::string_view text)
+std::uint64_t shortWord(std::string_view text)
 {
     if constexpr (std::endian::native != std::endian::little)
         return 0; // special throughout
-    Word word = 0;
+    std::uint64_t word = 0;
     const std::size_t size = text.size();
     if (size >= 4) {
         std::uint32_t low = 0;
         std::uint32_t high = 0;
         std::memcpy(&low, text.data(), 4);
         std::memcpy(&high, text.data() + size - 4, 4);
-        word = low | Word{high} << (8 * (size - 4));
-    } else {
-        const auto byte = [&](std::size_t at) { return Word{static_cast<unsigned char>(text[at])} << (8 * at); };
+        word = low | std::uint64_t{high} << (8 * (size - 4));
+    } else if (size > 0) {
+        const auto byte = [&](std::size_t at) {
+            return std::uint64_t{static_cast<unsigned char>(text[at])} << (8 * at);
+        };
         word = byte(0) | byte(size / 2) | byte(size - 1);
     }
-    return word | ('a' * ones) << (8 * size);
+    constexpr std::uint64_t plain = 0x6161616161616161;
+    return word | plain << (8 * size);
 }
 
-/// How many bytes of `word` can stand in a string as they are, before one that can't. With `isUnicode`, bytes from 0x80
-/// on can.
-template <JSONWriter::Slashes form> std::size_t plainBytes(Word word, bool isUnicode)
+/// The bytes that cannot stand in a string as they are; where it is not known that the text is UTF-8, those that are
+/// not ASCII too.
+template <JSONWriter::Slashes form> BlockMarks specials(ByteBlock block, bool isUnicode)
 {
-    if (isUnicode)
-        word = (word & ~highBits) | (word & highBits) >> 1 | (word & highBits) >> 2; // now plain, 0x60 and above
-    const Word found = firstSpecial<form>(word);
-    if (std::endian::native != std::endian::little && found != 0)
-        return 0;
-    return static_cast<std::size_t>(std::countr_zero(found)) / 8;
+    constexpr char lastControl = 0x1F;
+    BlockMarks found = (isUnicode ? atMost(block, lastControl) : atMostOrBeyondASCII(block, lastControl))
+        | equal(block, '"') | equal(block, '\\');
+    if constexpr (form == JSONWriter::Slashes::escaped)
+        found = found | equal(block, '/');
+    return found;
 }
 
-/// Copies to `at` what `text` begins with and what can stand in a string as it is, and returns how many bytes that were;
-/// up to a word more is written behind them.
+/// As `copyPlain`, for a text shorter than a block.
+template <JSONWriter::Slashes form> std::size_t copyShort(std::string_view text, char* at, bool isUnicode)
+{
+    using Words = std::array<std::uint64_t, 2>;
+    constexpr std::size_t wordSize = sizeof(std::uint64_t);
+    const std::size_t size = text.size();
+    Words words{};
+    if (size < wordSize) {
+        words.fill(shortWord(text));
+        std::memcpy(at, &words[0], wordSize);
+        return std::min(specials<form>(std::bit_cast<ByteBlock>(words), isUnicode).first(), size);
+    }
+    std::memcpy(&words[0], text.data(), wordSize);
+    std::memcpy(&words[1], text.data() + size - wordSize, wordSize); // which may overlap the first
+    std::memcpy(at, &words[0], wordSize);
+    std::memcpy(at + size - wordSize, &words[1], wordSize);
+    const std::size_t first = specials<form>(std::bit_cast<ByteBlock>(words), isUnicode).first();
+    return first < wordSize ? first : size - 2 * wordSize + first;
+}
+
+/// Copies to `at` what `text` begins with and what can stand in a string as it is, and returns how many bytes that
+/// were; up to a block more is written behind them.
 template <JSONWriter::Slashes form> std::size_t copyPlain(std::string_view text, char* at, bool isUnicode)
 {
     std::size_t length = 0;
-    while (length < text.size()) {
-        const std::size_t left = text.size() - length;
-        Word word = 0;
-        if (left >= sizeof word)
-            std::memcpy(&word, text.data() + length, sizeof word);
-        else
-            word = shortWord(text.substr(length));
-        std::memcpy(at + length, &word, sizeof word);
-        const std::size_t count = plainBytes<form>(word, isUnicode);
-        if (count < std::min(left, sizeof word))
-            return length + count;
-        length += sizeof word;
+    for (; text.size() - length >= sizeof(ByteBlock); length += sizeof(ByteBlock)) {
+        const ByteBlock block = loadBlock(text.data() + length);
+        storeBlock(at + length, block);
+        const BlockMarks found = specials<form>(block, isUnicode);
+        if (found.any())
+            return length + found.first();
     }
-    return text.size();
+    return length + copyShort<form>(text.substr(length), at + length, isUnicode);
 }
+
+/// What stands behind the backslash in the escape of each byte; 0 where the byte needs none.
+constexpr auto escapes = [] {
+    std::array<char, 256> letters{};
+    std::fill_n(letters.begin(), 0x20, 'u');
+    constexpr std::string_view pairs = "\bb\ff\nn\rr\tt\"\"\\\\//";
+    for (std::size_t i = 0; i < pairs.size(); i += 2)
+        letters[static_cast<unsigned char>(pairs[i])] = pairs[i + 1];
+    return letters;
+}();
 
 template <JSONWriter::Slashes form> bool needsEscape(char c)
 {
-    return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'
-        || (form == JSONWriter::Slashes::escaped && c == '/');
+    return escapes[static_cast<unsigned char>(c)] != 0 && (form == JSONWriter::Slashes::escaped || c != '/');
 }
 
 constexpr std::size_t longestEscape = 6;
@@ -105,15 +128,11 @@ constexpr std::size_t longestEscape = 6;
 char* putEscape(char* at, char c)
 {
     constexpr std::string_view digits = "0123456789abcdef";
-    constexpr std::string_view pairs = "\bb\ff\nn\rr\tt\"\"\\\\//";
     *at++ = '\\';
-    for (std::size_t i = 0; i < pairs.size(); i += 2) {
-        if (pairs[i] == c) {
-            *at++ = pairs[i + 1];
-            return at;
-        }
-    }
-    at = std::copy_n("u00", 3, at);
+    *at++ = escapes[static_cast<unsigned char>(c)];
+    if (at[-1] != 'u')
+        return at;
+    at = std::copy_n("00", 2, at);
     *at++ = digits[static_cast<unsigned char>(c) >> 4];
     *at++ = digits[c & 0xF];
     return at;
@@ -121,13 +140,18 @@ char* putEscape(char* at, char c)
 
 } // namespace
 
-void JSONWriter::grow(std::size_t count) { buffer.resize(std::max({used + count, 2 * buffer.size(), firstRoom})); }
+void JSONWriter::grow(std::size_t count)
+{
+    const std::size_t needed = used + count;
+    const std::size_t guess = needed < largeText ? firstRoom : lastLargeSize + lastLargeSize / 8;
+    buffer.resize(std::max({needed, 2 * buffer.size(), guess}));
+}
 
 void JSONWriter::write(std::int64_t value)
 {
-    std::array<char, 24> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-    append({digits.data(), end});
+    constexpr std::size_t longest = 20;
+    char* const at = room(longest);
+    used += static_cast<std::size_t>(std::to_chars(at, at + longest, shortened(value)).ptr - at);
 }
 
 void JSONWriter::write(double value)
@@ -137,8 +161,14 @@ void JSONWriter::write(double value)
         return;
     }
     value += 0.0; // of equal values one form: this makes minus zero a plain zero
-    std::array<char, 352> digits; // the largest double has 309 digits
+    constexpr double exact = std::uint64_t{1} << doubleBits; // up to here an integer's digits do, which are faster
+    if (std::abs(value) <= exact) {
+        const auto integer = static_cast<std::int64_t>(value);
+        if (static_cast<double>(integer) == value)
+            return write(integer);
+    }
     const bool isIntegral = value == std::trunc(value);
+    std::array<char, 352> digits; // the largest double has 309 digits
     const auto end = isIntegral
         ? std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed).ptr
         : std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
@@ -155,7 +185,7 @@ void JSONWriter::write(std::string_view text)
 
 template <JSONWriter::Slashes form> void JSONWriter::writeText(std::string_view text)
 {
-    char* at = room(text.size() + 2 + sizeof(Word));
+    char* at = room(text.size() + 2 + sizeof(ByteBlock));
     *at++ = '"';
     std::optional<bool> isUnicode; // whether the rest of the text is UTF-8; looked at once, when it matters
     for (;;) {
@@ -179,7 +209,7 @@ template <JSONWriter::Slashes form> void JSONWriter::writeText(std::string_view 
         const std::size_t length = isASCII ? 1 : Text::firstScalar(text).length;
         // Escapes are longer than what they stand for: there must be room for one, and for the rest and its quote.
         used = static_cast<std::size_t>(at - buffer.data());
-        at = room(longestEscape + text.size() + 1 + sizeof(Word));
+        at = room(longestEscape + text.size() + 1 + sizeof(ByteBlock));
         if (isASCII)
             at = putEscape(at, c);
         else
@@ -230,6 +260,8 @@ std::string JSONWriter::take()
     if (used >= largeText)
         lastLargeSize = std::min(used, largestGuess);
     buffer.resize(std::exchange(used, 0));
+    if (buffer.capacity() > 2 * std::max(buffer.size(), firstRoom)) // a guess that was far off
+        buffer.shrink_to_fit();
     if (std::exchange(isUnencodable, false))
         buffer = "null";
     return std::exchange(buffer, {});

@@ -1,11 +1,13 @@
 // TarnelCore/JSON/JSONWriter.h: JSON text, written straight into one buffer.
 #pragma once
 #include "TarnelCore/JSON/JSON.h"
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tarnel {
 
@@ -23,6 +25,7 @@ public:
 
     void write(std::nullptr_t) { append("null"); }
     void write(bool value) { append(value ? std::string_view("true") : std::string_view("false")); }
+    /// Beyond 2 to the 53rd the next number toward zero that is also a double, which is what readers make of it.
     void write(std::int64_t value);
     void write(double value); ///< One that is not finite makes the whole text "null".
     void write(std::string_view text);
@@ -42,12 +45,13 @@ public:
     /// Starts the next member of an object; the caller writes keys in ascending order.
     void key(std::string_view name);
 
-    /// The same for a key whose text was made beforehand, in the form `,"name":`.
-    void preparedKey(std::string_view text)
+    /// The same for a key whose text was made beforehand: `,"name":` and one byte more, which is not written.
+    template <std::size_t size> void preparedKey(const std::array<char, size>& text)
     {
-        text.remove_prefix(needsComma ? 0 : 1);
-        needsComma = true;
-        append(text);
+        const std::size_t skipped = std::exchange(needsComma, true) ? 0 : 1;
+        constexpr std::size_t length = size - 1; // a constant, so that copying takes no call
+        std::memcpy(room(length), text.data() + skipped, length);
+        used += length - skipped;
     }
 
     /// The text; the writer is empty again.

@@ -126,7 +126,7 @@ void encode(JSONWriter& writer, const T& value);
 
 namespace record {
 
-/// The key of the field `index` as a writer takes it: `,"name":`.
+/// The key of the field `index` as a writer takes it: `,"name":` and a byte more.
 template <class T, std::size_t index>
 constexpr auto preparedKey()
 {
@@ -134,7 +134,7 @@ constexpr auto preparedKey()
     static_assert(std::all_of(name.begin(), name.end(),
                       [](char c) { return c > ' ' && c < '\x7F' && c != '"' && c != '\\' && c != '/'; }),
         "a key that would need an escape");
-    std::array<char, name.size() + 4> text{',', '"'};
+    std::array<char, name.size() + 5> text{',', '"'};
     std::copy(name.begin(), name.end(), text.begin() + 2);
     text[name.size() + 2] = '"';
     text[name.size() + 3] = ':';
@@ -154,7 +154,7 @@ void encodeFields(JSONWriter& writer, const T& value)
             if (!member)
                 return;
         }
-        writer.preparedKey({key.data(), key.size()});
+        writer.preparedKey(key);
         encode(writer, member);
     };
     writer.beginObject();

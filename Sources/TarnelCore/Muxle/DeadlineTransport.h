@@ -22,6 +22,7 @@ public:
     void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
         const std::function<void(const JSON&)>& onEvent) override;
     [[nodiscard]] std::string socketPath() const override { return inner->socketPath(); }
+    [[nodiscard]] bool isAbsent() const override { return inner->isAbsent(); }
 
 private:
     [[nodiscard]] Seconds left(Seconds timeout) const;

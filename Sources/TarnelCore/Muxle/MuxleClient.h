@@ -70,6 +70,10 @@ public:
 
     /// Where the multiplexer's socket is.
     [[nodiscard]] virtual std::string socketPath() const = 0;
+
+    /// Whether it is plain that the multiplexer does not run, so that every request would fail: for those who ask time
+    /// and again, since a failure costs much more than this.
+    [[nodiscard]] virtual bool isAbsent() const { return false; }
 };
 
 /// The multiplexer at a Unix socket: a fresh connection for each request, one for each subscription.
@@ -81,6 +85,7 @@ public:
     void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,
         const std::function<void(const JSON&)>& onEvent) override;
     [[nodiscard]] std::string socketPath() const override { return path; }
+    [[nodiscard]] bool isAbsent() const override;
 
 private:
     std::string nextID();
@@ -108,6 +113,7 @@ public:
     static std::optional<std::string> executable(const Environment& environment);
 
     [[nodiscard]] std::string socketPath() const { return transport->socketPath(); }
+    [[nodiscard]] bool isAbsent() const { return transport->isAbsent(); }
 
     JSON request(std::string_view method, const JSON::Object& params = {}, Seconds timeout = usualTimeout) const;
     void subscribe(const JSON::Array& events, const std::function<void(std::shared_ptr<LineChannel>)>& onOpen,

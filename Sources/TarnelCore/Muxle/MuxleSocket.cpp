@@ -96,6 +96,8 @@ MuxleSocket::MuxleSocket(std::string socketPath)
 {
 }
 
+bool MuxleSocket::isAbsent() const { return LineSocket::isMissing(path); }
+
 std::string MuxleSocket::nextID() { return "tarnel-" + std::to_string(::getpid()) + "-" + std::to_string(++counter); }
 
 JSON MuxleSocket::request(std::string_view method, const JSON::Object& params, Seconds timeout)

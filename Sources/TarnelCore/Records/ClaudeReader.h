@@ -1,7 +1,7 @@
 // TarnelCore/Records/ClaudeReader.h: understands the lines of a Claude session record.
 #pragma once
 #include "TarnelCore/JSON/JSONDocument.h"
-#include "TarnelCore/Records/RecordSteps.h"
+#include "TarnelCore/Records/StepWriter.h"
 #include "TarnelCore/Records/Transcript.h"
 #include <vector>
 

@@ -1,7 +1,7 @@
 // TarnelCore/Records/GrokReader.h: understands the files of a Grok session.
 #pragma once
 #include "TarnelCore/JSON/JSONDocument.h"
-#include "TarnelCore/Records/RecordSteps.h"
+#include "TarnelCore/Records/StepWriter.h"
 #include "TarnelCore/Records/Transcript.h"
 #include <optional>
 #include <string>

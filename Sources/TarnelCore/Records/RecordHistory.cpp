@@ -2,9 +2,11 @@
 #include "TarnelCore/Records/ClaudeReader.h"
 #include "TarnelCore/Records/CodexReader.h"
 #include "TarnelCore/Records/GrokReader.h"
+#include "TarnelCore/Records/StepWriter.h"
 #include "TarnelCore/Records/TranscriptFold.h"
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace tarnel {
 
@@ -84,7 +86,7 @@ void RecordHistory::clear()
     names = {};
     head.clear();
     tail.clear();
-    dropped = 0;
+    told.reset();
     resumeAt.reset();
     hasGap = false;
     isComplete = false;
@@ -107,9 +109,8 @@ void RecordHistory::readAfresh(const RecordFile& file)
     const bool isHeadRead = resumeAt.has_value();
     visit(file, extent.tailBegin, file.stamp().size);
     isComplete = isHeadRead && resumeAt;
-    head.shrink_to_fit(); // it grows no more
-    if (tail.capacity() > tail.size() + tail.size() / 4)
-        tail.shrink_to_fit();
+    head.shrink();
+    tail.shrink();
     // What starts within a line cannot be continued: it is no line once it goes on.
     if (!isComplete || extent.isFragment)
         resumeAt.reset();
@@ -122,11 +123,10 @@ bool RecordHistory::extend(const RecordFile& file)
     if (leavesGap && *resumeAt < size - sizes.tail)
         return false;
     // An unfinished line may have gone on.
-    for (std::vector<RecordStep>* steps : {&head, &tail}) {
-        while (!steps->empty() && steps->back().offset >= *resumeAt)
-            steps->pop_back();
+    for (StepList* steps : {&head, &tail}) {
+        if (steps->takeBackFrom(*resumeAt))
+            told.reset();
     }
-    dropped = std::min(dropped, tail.size());
     visit(file, *resumeAt, size);
     if (!resumeAt)
         return false;
@@ -142,18 +142,12 @@ bool RecordHistory::extend(const RecordFile& file)
 void RecordHistory::leaveOutGap(const RecordFile& file)
 {
     if (!hasGap) {
-        const std::uint64_t headEnd = RecordWindows::lastLineStart(file, sizes.head);
-        while (!head.empty() && head.back().offset >= headEnd)
-            head.pop_back();
+        if (head.takeBackFrom(RecordWindows::lastLineStart(file, sizes.head)))
+            told.reset();
         hasGap = true;
     }
-    const std::uint64_t tailBegin = file.stamp().size - sizes.tail;
-    while (dropped < tail.size() && tail[dropped].offset <= tailBegin)
-        tail[dropped++] = {}; // gives its memory back now
-    if (2 * dropped > tail.size()) {
-        tail.erase(tail.begin(), tail.begin() + static_cast<std::ptrdiff_t>(dropped));
-        dropped = 0;
-    }
+    if (tail.dropUpTo(file.stamp().size - sizes.tail))
+        told.reset();
 }
 
 void RecordHistory::visit(const RecordFile& file, std::uint64_t begin, std::uint64_t end)
@@ -167,18 +161,35 @@ void RecordHistory::visit(const RecordFile& file, std::uint64_t begin, std::uint
     });
 }
 
-std::span<const RecordStep> RecordHistory::tailSteps() const { return std::span(tail).subspan(dropped); }
-
-Transcript RecordHistory::transcript() const { return foldTranscript(head, tailSteps(), names, styleOf(kind)); }
+void RecordHistory::tell(Transcript& transcript)
+{
+    const bool hasItems = head.hasItems() || tail.hasItems();
+    std::optional<Told> going = std::exchange(told, std::nullopt); // nothing remains half told when memory runs out
+    if (!going || going->fold.isForItems() != hasItems) {
+        transcript = {};
+        transcript.entries.reserve(head.end().entry + tail.end().entry);
+        going = Told{TranscriptFold(styleOf(kind), hasItems), head.begin(), tail.begin()};
+    }
+    going->fold.add(head, going->head, names, transcript);
+    going->fold.add(tail, going->tail, names, transcript);
+    going->fold.finish(names, transcript);
+    going->head = head.end();
+    going->tail = tail.end();
+    told = std::move(going);
+}
 
 Transcript parseTranscript(RecordPlace::Kind kind, std::span<const std::string_view> lines, std::string_view home)
 {
     NameTable names;
-    std::vector<RecordStep> steps;
+    StepList steps;
     StepWriter out(steps, names, home);
     for (const std::string_view line : lines)
         readLine(kind, 0, JSONDocument::shared().parse(line), out);
-    return foldTranscript(steps, {}, names, styleOf(kind));
+    TranscriptFold fold(styleOf(kind), steps.hasItems());
+    Transcript transcript;
+    fold.add(steps, steps.begin(), names, transcript);
+    fold.finish(names, transcript);
+    return transcript;
 }
 
 Transcript readTranscript(const RecordPlace& place, const std::string& home)
@@ -187,7 +198,8 @@ Transcript readTranscript(const RecordPlace& place, const std::string& home)
     RecordHistory history(place.kind, home, RecordWindows::transcript);
     if (const auto file = RecordFile::open(isGrok ? place.path + std::string(GrokReader::historyFile) : place.path))
         history.update(*file);
-    Transcript transcript = history.transcript();
+    Transcript transcript;
+    history.tell(transcript);
     if (isGrok)
         GrokReader::readSummary(place.path + std::string(GrokReader::summaryFile)).apply(transcript);
     return transcript;

@@ -1,15 +1,15 @@
 // TarnelCore/Records/RecordHistory.h: what has been understood of one record file, kept from reading to reading.
 #pragma once
 #include "TarnelCore/Records/RecordPlace.h"
-#include "TarnelCore/Records/RecordSteps.h"
 #include "TarnelCore/Records/RecordWindows.h"
+#include "TarnelCore/Records/StepWriter.h"
 #include "TarnelCore/Records/Transcript.h"
+#include "TarnelCore/Records/TranscriptFold.h"
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tarnel {
 
@@ -32,8 +32,9 @@ public:
     /// Forgets everything: the file is gone.
     void clear();
 
-    /// The transcript of what was read last.
-    [[nodiscard]] Transcript transcript() const;
+    /// Makes `transcript` that of what was read last: an empty one, the one that this has made last, or a copy of that.
+    /// What has only been appended costs no look at what stands before it.
+    void tell(Transcript& transcript);
 
     /// The stamp of the file that was read last; nothing when there is none, or when it shrank while it was read.
     [[nodiscard]] const std::optional<Files::Stamp>& stamp() const { return read; }
@@ -54,16 +55,20 @@ private:
     bool extend(const RecordFile& file);
     void visit(const RecordFile& file, std::uint64_t begin, std::uint64_t end);
     void leaveOutGap(const RecordFile& file);
-    [[nodiscard]] std::span<const RecordStep> tailSteps() const;
 
     const RecordPlace::Kind kind;
     const std::string home;
     const RecordWindows::Sizes sizes;
 
     NameTable names;
-    std::vector<RecordStep> head; // of the lines that start in the head window
-    std::vector<RecordStep> tail; // of the others; the first `dropped` have left the tail window
-    std::size_t dropped = 0;
+    StepList head; // of the lines that start in the head window
+    StepList tail; // of the others
+    struct Told {
+        TranscriptFold fold;
+        StepList::Place head; // it has come so far
+        StepList::Place tail;
+    };
+    std::optional<Told> told; // nothing when what was told is not the beginning of what there is now
     std::optional<std::uint64_t>
         resumeAt; // behind the last line feed that was read; nothing when it cannot go on there
     bool hasGap = false;

@@ -117,6 +117,7 @@ std::optional<std::string> RecordLocator::codexPath(const std::string& sessionID
 void RecordLocator::rebuildCodexIndex()
 {
     codexIndexedAt = clock.elapsed(); // first: a walk that fails must wait, too
+    codexIndex.clear(); // files that have gone are forgotten
     const std::string root = home + "/.codex/sessions";
     for (const std::string& path : Files::walk(root)) {
         if (!path.ends_with(recordEnding))

@@ -1,8 +1,40 @@
 #include "TarnelCore/Records/TranscriptCache.h"
 #include "TarnelCore/Records/GrokReader.h"
 #include "TarnelCore/Records/RecordHistory.h"
+#include <atomic>
 
 namespace tarnel {
+
+namespace {
+
+/// A transcript that goes on in place while nobody looks at it.
+struct Told {
+    Told() = default;
+    explicit Told(const Transcript& last)
+        : transcript(last)
+    {
+    }
+    [[nodiscard]] bool isLent() const { return loans.load(std::memory_order_acquire) > 0; }
+
+    Transcript transcript;
+    std::atomic<int> loans = 0;
+};
+
+/// Somebody looks at a transcript.
+struct Loan {
+    explicit Loan(std::shared_ptr<Told> lent)
+        : told(std::move(lent))
+    {
+        ++told->loans;
+    }
+    Loan(const Loan&) = delete;
+    Loan& operator=(const Loan&) = delete;
+    ~Loan() { told->loans.fetch_sub(1, std::memory_order_release); }
+
+    const std::shared_ptr<Told> told;
+};
+
+} // namespace
 
 struct TranscriptCache::Entry {
     Entry(const RecordPlace& place, const std::string& home, const RecordWindows::Sizes& sizes)
@@ -18,11 +50,27 @@ struct TranscriptCache::Entry {
     {
         const bool isHistoryNew = refreshHistory();
         const bool isSummaryNew = refreshSummary();
-        if (transcript && !isHistoryNew && !isSummaryNew)
+        if (isTold && !isHistoryNew && !isSummaryNew)
             return;
-        Transcript made = history.transcript();
-        summary.apply(made);
-        transcript = std::make_shared<const Transcript>(std::move(made));
+        isTold = false;
+        if (!told || told->isLent()) {
+            told = told ? std::make_shared<Told>(told->transcript) : std::make_shared<Told>();
+            lastLoan.reset();
+        }
+        history.tell(told->transcript);
+        summary.apply(told->transcript);
+        isTold = true;
+    }
+
+    /// The transcript, to be read until the last copy of this has gone.
+    std::shared_ptr<const Transcript> lend()
+    {
+        auto loan = lastLoan.lock();
+        if (!loan) {
+            loan = std::make_shared<Loan>(told);
+            lastLoan = loan;
+        }
+        return {loan, &told->transcript};
     }
 
     bool refreshHistory()
@@ -53,7 +101,9 @@ struct TranscriptCache::Entry {
     RecordHistory history;
     GrokReader::Summary summary;
     std::optional<Files::Stamp> summaryStamp; // absent: not read, or not there
-    std::shared_ptr<const Transcript> transcript;
+    std::shared_ptr<Told> told;
+    bool isTold = false; // `told` says what was read last
+    std::weak_ptr<Loan> lastLoan;
 };
 
 TranscriptCache::TranscriptCache(std::string home, const RecordWindows::Sizes& sizes)
@@ -73,7 +123,7 @@ std::shared_ptr<const Transcript> TranscriptCache::transcript(const RecordPlace&
     };
     const Turn turn{*this, take(place)};
     turn.entry->refresh();
-    return turn.entry->transcript;
+    return turn.entry->lend();
 }
 
 std::shared_ptr<TranscriptCache::Entry> TranscriptCache::take(const RecordPlace& place)

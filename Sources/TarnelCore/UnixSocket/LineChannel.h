@@ -21,6 +21,20 @@ public:
     /// Writes `line` and a line feed whole, blocking while the peer is slow. Throws SocketError.
     virtual void writeLine(std::string_view line) = 0;
 
+    /// How much of a line went out at once.
+    enum class Started { nothing, part, whole };
+
+    /// Sends what the peer has room for of `line` and a line feed, and never waits. The rest of a part is sent before
+    /// any other line, by whoever writes next, or by `finishLine`. Nothing is sent while another line is being written,
+    /// by a channel that cannot tell whether it would wait, or when sending fails, which the next `writeLine` tells.
+    virtual Started startLine([[maybe_unused]] const std::shared_ptr<const std::string>& line)
+    {
+        return Started::nothing;
+    }
+
+    /// Sends the rest of a line that was started, if any is left, blocking while the peer is slow. Throws SocketError.
+    virtual void finishLine() { }
+
     /// Ends both directions and wakes a blocked reader or writer. Any number of times.
     virtual void close() noexcept = 0;
 

@@ -21,6 +21,7 @@ namespace {
 constexpr std::size_t longestPath = 103; // what every platform's address has room for
 constexpr int backlog = 32;
 constexpr std::size_t readChunk = 65536;
+constexpr std::size_t shortLine = 512; // shorter ones are sent faster in one piece
 
 /// How often a write that waits is tried again: the kernel tells of room only once most of the buffer is empty.
 constexpr std::chrono::milliseconds writeInterval{50};
@@ -117,6 +118,11 @@ ssize_t sendPart(int descriptor, std::string_view line, std::size_t start, int f
 {
     char feed = '\n';
     const std::string_view rest = line.substr(start);
+    if (rest.size() < shortLine) {
+        std::array<char, shortLine> whole;
+        *std::copy(rest.begin(), rest.end(), whole.begin()) = feed;
+        return ::send(descriptor, whole.data(), rest.size() + 1, sendFlags | flags);
+    }
     std::array<iovec, 2> parts{{{const_cast<char*>(rest.data()), rest.size()}, {&feed, 1}}};
     msghdr message{};
     message.msg_iov = parts.data();
@@ -176,6 +182,23 @@ std::shared_ptr<LineSocket> LineSocket::connectUntil(const std::string& path, De
     return std::shared_ptr<LineSocket>(new LineSocket(connected(path, deadline), deadline));
 }
 
+bool LineSocket::isMissing(const std::string& path) noexcept
+{
+    return path.size() <= longestPath && ::access(path.c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
+bool LineSocket::isListening(const std::string& path) noexcept
+{
+    if (path.size() > longestPath)
+        return false;
+    const sockaddr_un address = addressOf(path);
+    const FileDescriptor made(::socket(AF_UNIX, SOCK_STREAM, 0));
+    ::fcntl(made.get(), F_SETFD, FD_CLOEXEC);
+    ::fcntl(made.get(), F_SETFL, O_NONBLOCK);
+    // One whose queue of connections is full listens too.
+    return ::connect(made.get(), generic(address), sizeof address) == 0 || errno == EAGAIN || errno == EINPROGRESS;
+}
+
 LineSocket::Deadline LineSocket::deadlineAfter(Seconds timeout)
 {
     validate(timeout);
@@ -209,7 +232,7 @@ std::optional<std::string> LineSocket::readLine()
         consumed = 0;
         searched = unread.size();
         if (unread.empty() && unread.capacity() > readChunk)
-            unread = {}; // what one long line took is given back
+            unread.shrink_to_fit(); // what one long line took is given back
         if (!receive()) {
             searched = 0;
             return unread.empty() ? std::nullopt : std::optional(std::exchange(unread, {}));
@@ -250,7 +273,46 @@ bool LineSocket::receive()
 void LineSocket::writeLine(std::string_view line)
 {
     MutexLock lock(writeMutex);
-    std::size_t sent = 0;
+    sendStarted();
+    sendWhole(line, 0);
+}
+
+LineSocket::Started LineSocket::startLine(const std::shared_ptr<const std::string>& line)
+{
+    if (!writeMutex.tryLock())
+        return Started::nothing;
+    const Started result = startUnlessBusy(line);
+    writeMutex.unlock();
+    return result;
+}
+
+LineSocket::Started LineSocket::startUnlessBusy(const std::shared_ptr<const std::string>& line)
+{
+    const ssize_t count = started ? 0 : sendPart(descriptor.get(), *line, 0, MSG_DONTWAIT);
+    if (count <= 0)
+        return Started::nothing;
+    startedBytes = static_cast<std::size_t>(count);
+    if (startedBytes > line->size())
+        return Started::whole;
+    started = line;
+    return Started::part;
+}
+
+void LineSocket::finishLine()
+{
+    MutexLock lock(writeMutex);
+    sendStarted();
+}
+
+void LineSocket::sendStarted()
+{
+    if (const auto line = std::exchange(started, nullptr))
+        sendWhole(*line, startedBytes);
+}
+
+/// Sends `line` and a line feed but for the first `sent` bytes, which went out before.
+void LineSocket::sendWhole(std::string_view line, std::size_t sent)
+{
     const int error = send(line, sent);
     if (error == 0)
         return;
@@ -259,19 +321,22 @@ void LineSocket::writeLine(std::string_view line)
     throw SocketError::io(error);
 }
 
-/// Sends `line` and a line feed whole; the error number when that fails, and in `sent` how many bytes had gone out.
+/// Sends `line` and a line feed from the byte `sent` on; the error number when that fails, and in `sent` how many bytes
+/// had gone out.
 int LineSocket::send(std::string_view line, std::size_t& sent)
 {
-    auto lastProgress = std::chrono::steady_clock::now();
+    const bool isLimited = deadline || writeTimeout;
+    std::optional<Deadline> limit = deadline; // until when the peer must take something; set once it does not
     while (sent <= line.size()) {
         if (deadline && std::chrono::steady_clock::now() >= *deadline)
             return EAGAIN;
-        const auto limit = writeDeadline(lastProgress);
-        const ssize_t count = sendPart(descriptor.get(), line, sent, limit ? MSG_DONTWAIT : 0);
+        const ssize_t count = sendPart(descriptor.get(), line, sent, isLimited ? MSG_DONTWAIT : 0);
         if (count >= 0) {
             sent += static_cast<std::size_t>(count);
-            lastProgress = std::chrono::steady_clock::now();
-        } else if (limit && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            limit = deadline;
+        } else if (isLimited && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            if (!limit)
+                limit = deadlineAfter(*writeTimeout);
             if (!awaitRoom(descriptor.get(), *limit))
                 return EAGAIN;
         } else if (errno != EINTR) {
@@ -279,14 +344,6 @@ int LineSocket::send(std::string_view line, std::size_t& sent)
         }
     }
     return 0;
-}
-
-/// Until when the peer must take something; nothing when it may take its time.
-std::optional<LineSocket::Deadline> LineSocket::writeDeadline(Deadline lastProgress) const
-{
-    if (deadline || !writeTimeout)
-        return deadline;
-    return lastProgress + std::chrono::duration_cast<Deadline::duration>(*writeTimeout);
 }
 
 void LineSocket::close() noexcept

@@ -38,6 +38,12 @@ public:
     /// SocketError::io (EAGAIN) once `deadline` has passed, however busy the peer has been until then.
     static std::shared_ptr<LineSocket> connectUntil(const std::string& path, Deadline deadline);
 
+    /// Whether `connect` would fail since there is no file at `path`: costs far less than to see it fail.
+    static bool isMissing(const std::string& path) noexcept;
+
+    /// Whether someone listens at `path` now.
+    static bool isListening(const std::string& path) noexcept;
+
     /// The point `timeout` from now. Throws std::invalid_argument for a time-out that `setReadTimeout` would not take.
     static Deadline deadlineAfter(Seconds timeout);
 
@@ -50,6 +56,8 @@ public:
     std::optional<std::string> readLine() override;
     /// As in LineChannel. When it fails in the middle of a line, no other line is sent after the torn one.
     void writeLine(std::string_view line) override TARNEL_EXCLUDES(writeMutex);
+    Started startLine(const std::shared_ptr<const std::string>& line) override TARNEL_EXCLUDES(writeMutex);
+    void finishLine() override TARNEL_EXCLUDES(writeMutex);
     void close() noexcept override;
     void setDeadline(Deadline newDeadline) override { deadline = newDeadline; }
 
@@ -72,8 +80,10 @@ private:
     LineSocket(FileDescriptor connected, std::optional<Deadline> deadline) noexcept;
     std::string takeLine(std::size_t feed);
     bool receive();
+    Started startUnlessBusy(const std::shared_ptr<const std::string>& line) TARNEL_REQUIRES(writeMutex);
+    void sendStarted() TARNEL_REQUIRES(writeMutex);
+    void sendWhole(std::string_view line, std::size_t sent) TARNEL_REQUIRES(writeMutex);
     int send(std::string_view line, std::size_t& sent) TARNEL_REQUIRES(writeMutex);
-    [[nodiscard]] std::optional<Deadline> writeDeadline(Deadline lastProgress) const TARNEL_REQUIRES(writeMutex);
 
     const FileDescriptor descriptor;
     std::optional<Deadline> deadline; // of every wait; constant once a second thread uses the socket
@@ -86,6 +96,8 @@ private:
 
     Mutex writeMutex; // one line on the wire at a time
     std::optional<Seconds> writeTimeout TARNEL_GUARDED_BY(writeMutex);
+    std::shared_ptr<const std::string> started TARNEL_GUARDED_BY(writeMutex); // the line that was sent in part
+    std::size_t startedBytes TARNEL_GUARDED_BY(writeMutex) = 0; // how many bytes of it were
 };
 
 /// Opens connections to the socket file at one path.

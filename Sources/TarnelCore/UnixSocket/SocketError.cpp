@@ -20,6 +20,11 @@ SocketError SocketError::connect(const std::string& path, int error)
     return {Kind::connect, error, "cannot connect to " + path + ": " + systemMessage(error)};
 }
 
+std::string SocketError::missingText(const std::string& path)
+{
+    return "cannot connect to " + path + ": No such file or directory";
+}
+
 SocketError SocketError::bind(const std::string& path, int error)
 {
     return {Kind::bind, error, "cannot listen on " + path + ": " + systemMessage(error)};

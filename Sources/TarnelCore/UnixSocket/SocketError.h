@@ -12,6 +12,9 @@ public:
 
     static SocketError pathTooLong(const std::string& path);
     static SocketError connect(const std::string& path, int error);
+    /// The text of `connect` where there is no file at `path`, for those who have looked: made by hand, since the
+    /// system's tables of messages are more to load than all that an idle daemon needs.
+    static std::string missingText(const std::string& path);
     static SocketError bind(const std::string& path, int error);
     static SocketError io(int error);
     static SocketError closed();
