@@ -7,6 +7,7 @@
 #include "tarnel/ItemID.h"
 #include "tarnel/PaneItem.h"
 #include "tarnel/StandardInput.h"
+#include "tarnel/SubCommand.h"
 #include <algorithm>
 #include <memory>
 
@@ -157,8 +158,8 @@ ExitStatus answer(const CommandLine& line, Options options)
 
 void addAnswerCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("answer", "Answer what an agent asks");
-    command->footer(
+    SubCommand command(app, line, "answer", "Answer what an agent asks");
+    command.footer(
         "Examples:\n"
         "  tarnel answer p3                 shows what it asks, then asks you\n"
         "  tarnel answer p3 1               the first choice\n"
@@ -167,12 +168,12 @@ void addAnswerCommand(CLI::App& app, CommandLine& line)
         "An item's id answers that question only: once the agent asks another, nothing is sent and the exit\n"
         "status is 5. A pane means what its agent asks now.");
     const auto options = std::make_shared<Options>();
-    command->add_option("target", options->target, "The item's id, as `tarnel show` prints it, or the agent's pane")
-        ->type_name("ITEM|PANE")
-        ->required();
-    command->add_option("choice", options->choice, "One of the choices, or its number")->type_name("CHOICE");
-    command->add_option("--text", options->text, "Words after the choice, or the whole answer")->type_name("TEXT");
-    command->callback([&line, options] { line.run = [&line, options] { return answer(line, *options); }; });
+    command.option("target", options->target, "The item's id, as `tarnel show` prints it, or the agent's pane")
+        .kind("ITEM|PANE")
+        .required();
+    command.option("choice", options->choice, "One of the choices, or its number").kind("CHOICE");
+    command.option("--text", options->text, "Words after the choice, or the whole answer").kind("TEXT");
+    command.run([&line, options] { return answer(line, *options); });
 }
 
 } // namespace tarnel

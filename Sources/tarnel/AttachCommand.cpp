@@ -7,6 +7,7 @@
 #include "tarnel/PanePlace.h"
 #include "tarnel/RawScreen.h"
 #include "tarnel/SignalWatch.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/Terminal.h"
 #include "tarnel/TypedKeys.h"
 #include <algorithm>
@@ -102,9 +103,10 @@ private:
     bool noteLostKeys()
     {
         auto news = keyboard.takeFailure();
-        if (news)
-            lost = *std::move(news);
-        return news.has_value();
+        if (!news)
+            return false;
+        lost = *std::move(news);
+        return true;
     }
 
     [[nodiscard]] int timeout(bool holdsFrames) const
@@ -199,22 +201,20 @@ private:
 
 void addAttachCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("attach", "Show a pane's live terminal and type into it");
+    SubCommand command(app, line, "attach", "Show a pane's live terminal and type into it");
     const auto pane = std::make_shared<std::string>();
-    command->add_option("pane", *pane, std::string(paneHelp))->required()->type_name("PANE");
-    command->footer("Examples:\n"
-                    "  tarnel attach p3\n"
-                    "  tarnel attach p3 --host studio\n"
-                    "Ctrl+] leaves the pane, which goes on by itself.");
-    command->callback([&line, pane] {
-        line.run = [&line, pane] {
-            const Environment environment = processEnvironment();
-            if (!OutputTraits::ofStandardOutput(environment).isTerminal || ::isatty(STDIN_FILENO) != 1)
-                throw CommandError(ExitStatus::failure, "attach needs a terminal; see: tarnel screen " + *pane);
-            const PanePlace place = PanePlace::find(daemonsOf(line), *pane, line.patience());
-            writeOutput(Attachment(place, line.patience(), environment).run() + "\n");
-            return ExitStatus::success;
-        };
+    command.option("pane", *pane, std::string(paneHelp)).required().kind("PANE");
+    command.footer("Examples:\n"
+                   "  tarnel attach p3\n"
+                   "  tarnel attach p3 --host studio\n"
+                   "Ctrl+] leaves the pane, which goes on by itself.");
+    command.run([&line, pane] {
+        const Environment environment = processEnvironment();
+        if (!OutputTraits::ofStandardOutput(environment).isTerminal || ::isatty(STDIN_FILENO) != 1)
+            throw CommandError(ExitStatus::failure, "attach needs a terminal; see: tarnel screen " + *pane);
+        const PanePlace place = PanePlace::find(daemonsOf(line), *pane, line.patience());
+        writeOutput(Attachment(place, line.patience(), environment).run() + "\n");
+        return ExitStatus::success;
     });
 }
 

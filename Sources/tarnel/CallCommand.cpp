@@ -2,6 +2,7 @@
 #include "tarnel/DaemonAccess.h"
 #include "tarnel/Output.h"
 #include "tarnel/StandardInput.h"
+#include "tarnel/SubCommand.h"
 #include <memory>
 
 namespace tarnel {
@@ -37,17 +38,17 @@ ExitStatus call(const CommandLine& line, const Options& options)
 
 void addCallCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("call", "Call any method of the daemon and print its result as JSON");
-    command->footer("Examples:\n"
-                    "  tarnel call ping\n"
-                    "  tarnel call conversation '{\"pane\":\"p3\",\"limit\":5}'\n"
-                    "  tarnel call keys '{\"pane\":\"p3\",\"keys\":[\"esc\"]}'\n"
-                    "  generate-params | tarnel call muxle -");
+    SubCommand command(app, line, "call", "Call any method of the daemon and print its result as JSON");
+    command.footer("Examples:\n"
+                   "  tarnel call ping\n"
+                   "  tarnel call conversation '{\"pane\":\"p3\",\"limit\":5}'\n"
+                   "  tarnel call keys '{\"pane\":\"p3\",\"keys\":[\"esc\"]}'\n"
+                   "  generate-params | tarnel call muxle -");
     const auto options = std::make_shared<Options>();
-    command->add_option("method", options->method, "The method's name")->type_name("METHOD")->required();
-    command->add_option("params", options->params, "Its parameters, an object; - reads them from standard input")
-        ->type_name("JSON");
-    command->callback([&line, options] { line.run = [&line, options] { return call(line, *options); }; });
+    command.option("method", options->method, "The method's name").kind("METHOD").required();
+    command.option("params", options->params, "Its parameters, an object; - reads them from standard input")
+        .kind("JSON");
+    command.run([&line, options] { return call(line, *options); });
 }
 
 } // namespace tarnel

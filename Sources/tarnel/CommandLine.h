@@ -1,7 +1,6 @@
-// tarnel/CommandLine.h: what the command line says, and how a sub-command joins it.
+// tarnel/CommandLine.h: what the command line says, and how a sub-command ends.
 #pragma once
 #include "TarnelCore/Daemon/DaemonClient.h"
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -31,9 +30,8 @@ public:
     const ExitStatus status;
 };
 
-/// The outcome of parsing. A sub-command's `add` function declares its options on the application and, when the user
-/// names the sub-command, sets `run` to what carries it out; whatever that throws is told to the user in one line. The
-/// other members are known by the time that `run` is called, not before.
+/// The outcome of parsing. `run` carries out the sub-command that the user names; whatever it throws is told to the
+/// user in one line. The other members are known by the time that `run` is called, not before.
 struct CommandLine {
     std::optional<std::string> socket; ///< The daemon's, where the user names one.
     std::vector<std::string> hosts; ///< On which the daemons run; empty: where the configuration says.
@@ -44,13 +42,5 @@ struct CommandLine {
     /// How long to wait for one answer of a daemon.
     [[nodiscard]] DaemonClient::Seconds patience() const { return timeout.value_or(DaemonClient::Seconds(15)); }
 };
-
-/// Lets the positional `option`, the last one, take all words that follow, as they stand. Where the parser is told that
-/// an option may take more arguments, it makes two of a word like "[a,b]"; so it is told that many are needed, and to
-/// be content with fewer.
-inline CLI::Option* asWords(CLI::Option* option)
-{
-    return option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->expected(1 << 28, -1)->allow_extra_args(false);
-}
 
 } // namespace tarnel

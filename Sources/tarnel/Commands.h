@@ -2,6 +2,10 @@
 #pragma once
 #include "tarnel/CommandLine.h"
 
+namespace CLI {
+class App;
+}
+
 namespace tarnel {
 
 void addQueueCommand(CLI::App& app, CommandLine& line);

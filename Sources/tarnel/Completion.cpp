@@ -1,5 +1,6 @@
 #include "tarnel/Completion.h"
 #include "TarnelCore/Base/Text.h"
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <utility>
 

@@ -1,10 +1,14 @@
 // tarnel/Completion.h: what may stand next on a command line.
 #pragma once
-#include "tarnel/CommandLine.h"
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 /// Candidates come from the application's own tree of sub-commands and options, so that they never lag behind it.
 namespace tarnel::Completion {

@@ -5,6 +5,7 @@
 #include "tarnel/Commands.h"
 #include "tarnel/Output.h"
 #include "tarnel/SettingText.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/Table.h"
 #include "tarnel/Wrap.h"
 #include <algorithm>
@@ -170,48 +171,43 @@ ExitStatus path(const CommandLine& line)
     return ExitStatus::success;
 }
 
-CLI::App* addPart(CLI::App& command, CommandLine& line, const std::shared_ptr<Options>& options,
-    const std::string& name, const std::string& help, ExitStatus (*run)(const CommandLine&, const Options&))
-{
-    CLI::App* part = command.add_subcommand(name, help);
-    part->callback([&line, options, run] { line.run = [&line, options, run] { return run(line, *options); }; });
-    return part;
-}
-
 } // namespace
 
 void addConfigCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("config", "Show, check and change the settings");
-    command->require_subcommand(1);
-    command->footer("Examples:\n"
-                    "  tarnel config list attention\n"
-                    "  tarnel config get machines.hub\n"
-                    "  tarnel config set attention.order oldest\n"
-                    "  tarnel config check && echo fine");
+    SubCommand command(app, line, "config", "Show, check and change the settings");
+    command.footer("Examples:\n"
+                   "  tarnel config list attention\n"
+                   "  tarnel config get machines.hub\n"
+                   "  tarnel config set attention.order oldest\n"
+                   "  tarnel config check && echo fine");
     const auto options = std::make_shared<Options>();
-    CLI::App* part = addPart(*command, line, options, "list", "All settings with their values and what they do", list);
-    part->add_option("part", options->key, "Only those whose key or category holds this")->type_name("KEY");
-    part->add_flag("--changed", options->changedOnly, "Only those that differ from their defaults");
-    part->footer("Examples:\n  tarnel config list --changed\n  tarnel config list notifications");
-    part = addPart(*command, line, options, "get", "One value; a list has one line for each element", get);
-    part->add_option("key", options->key, "The setting")->type_name("KEY")->required();
-    part->footer("Example:\n  tarnel config get quick_replies.finished");
-    part = addPart(*command, line, options, "set", "Change one value in the file", set);
-    part->add_option("key", options->key, "The setting")->type_name("KEY")->required();
-    asWords(part->add_option("value", options->words, "The value; of a list, each element")->type_name("VALUE"));
-    part->add_flag("--default", options->toDefault, "Back to the default");
-    part->footer("Examples:\n"
-                 "  tarnel config set machines.hub studio-mini\n"
-                 "  tarnel config set attention.muted_agents night-shift \"slow one\"\n"
-                 "  tarnel config set attention.muted_agents '[]'\n"
-                 "  tarnel config set attention.order --default");
-    part = addPart(*command, line, options, "check", "Tell what in the file does not count; the exit status is 1 then",
+    const auto add = [&](const char* name, const char* help, ExitStatus (*run)(const CommandLine&, const Options&)) {
+        SubCommand part = command.part(name, help);
+        part.run([&line, options, run] { return run(line, *options); });
+        return part;
+    };
+    SubCommand part = add("list", "All settings with their values and what they do", list);
+    part.option("part", options->key, "Only those whose key or category holds this").kind("KEY");
+    part.flag("--changed", options->changedOnly, "Only those that differ from their defaults");
+    part.footer("Examples:\n  tarnel config list --changed\n  tarnel config list notifications");
+    part = add("get", "One value; a list has one line for each element", get);
+    part.option("key", options->key, "The setting").kind("KEY").required();
+    part.footer("Example:\n  tarnel config get quick_replies.finished");
+    part = add("set", "Change one value in the file", set);
+    part.option("key", options->key, "The setting").kind("KEY").required();
+    part.option("value", options->words, "The value; of a list, each element").kind("VALUE").allWords();
+    part.flag("--default", options->toDefault, "Back to the default");
+    part.footer("Examples:\n"
+                "  tarnel config set machines.hub studio-mini\n"
+                "  tarnel config set attention.muted_agents night-shift \"slow one\"\n"
+                "  tarnel config set attention.muted_agents '[]'\n"
+                "  tarnel config set attention.order --default");
+    part = add("check", "Tell what in the file does not count; the exit status is 1 then",
         [](const CommandLine& given, const Options&) { return check(given); });
-    part->footer("Example:\n  tarnel config check");
-    part = addPart(*command, line, options, "path", "Where the file is",
-        [](const CommandLine& given, const Options&) { return path(given); });
-    part->footer("Example:\n  $EDITOR \"$(tarnel config path)\"");
+    part.footer("Example:\n  tarnel config check");
+    part = add("path", "Where the file is", [](const CommandLine& given, const Options&) { return path(given); });
+    part.footer("Example:\n  $EDITOR \"$(tarnel config path)\"");
 }
 
 } // namespace tarnel

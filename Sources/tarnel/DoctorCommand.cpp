@@ -2,6 +2,7 @@
 #include "tarnel/Checkup.h"
 #include "tarnel/Commands.h"
 #include "tarnel/Output.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/Wrap.h"
 #include <algorithm>
 
@@ -67,14 +68,14 @@ ExitStatus examineAndTell(const CommandLine& line)
 
 void addDoctorCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("doctor",
+    SubCommand command(app, line, "doctor",
         "Check all that Tarnel needs: configuration, socket, daemon, multiplexer, agents' records and remote hosts");
-    command->footer("Examples:\n"
-                    "  tarnel doctor\n"
-                    "  tarnel doctor --host studio --host local\n"
-                    "  tarnel doctor --json | jq '.[] | select(.state != \"ok\")'\n"
-                    "The exit status is 1 when anything is wrong; a warning alone is not.");
-    command->callback([&line] { line.run = [&line] { return examineAndTell(line); }; });
+    command.footer("Examples:\n"
+                   "  tarnel doctor\n"
+                   "  tarnel doctor --host studio --host local\n"
+                   "  tarnel doctor --json | jq '.[] | select(.state != \"ok\")'\n"
+                   "The exit status is 1 when anything is wrong; a warning alone is not.");
+    command.run([&line] { return examineAndTell(line); });
 }
 
 } // namespace tarnel

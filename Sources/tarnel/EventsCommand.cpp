@@ -5,6 +5,7 @@
 #include "tarnel/Mailbox.h"
 #include "tarnel/Output.h"
 #include "tarnel/SignalWatch.h"
+#include "tarnel/SubCommand.h"
 #include <array>
 #include <memory>
 #include <poll.h>
@@ -87,13 +88,13 @@ ExitStatus follow(const std::vector<Daemon>& daemons)
 
 void addEventsCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command =
-        app.add_subcommand("events", "Print every event that the daemon pushes, one line of JSON each, until ctrl+c");
-    command->footer("Examples:\n"
-                    "  tarnel events | jq -r '.snapshot.queue | length'\n"
-                    "  tarnel events --host studio --host mini\n"
-                    "When the daemon restarts the events go on; nothing is printed twice.");
-    command->callback([&line] { line.run = [&line] { return follow(daemonsOf(line)); }; });
+    SubCommand command(
+        app, line, "events", "Print every event that the daemon pushes, one line of JSON each, until ctrl+c");
+    command.footer("Examples:\n"
+                   "  tarnel events | jq -r '.snapshot.queue | length'\n"
+                   "  tarnel events --host studio --host mini\n"
+                   "When the daemon restarts the events go on; nothing is printed twice.");
+    command.run([&line] { return follow(daemonsOf(line)); });
 }
 
 } // namespace tarnel

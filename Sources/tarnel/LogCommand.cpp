@@ -2,6 +2,7 @@
 #include "tarnel/LogText.h"
 #include "tarnel/PanePlace.h"
 #include "tarnel/SignalWatch.h"
+#include "tarnel/SubCommand.h"
 #include <algorithm>
 #include <memory>
 #include <poll.h>
@@ -135,19 +136,19 @@ ExitStatus run(const CommandLine& line, const Options& options)
 
 void addLogCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("log", "Print the conversation with an agent, its tool steps folded");
-    command->footer("Examples:\n"
-                    "  tarnel log p3\n"
-                    "  tarnel log p3 -n 10 --follow     what comes too, until ctrl+c\n"
-                    "  tarnel log p3 --json | jq -r '.entries[-1].text'\n"
-                    "How tool steps appear is the setting conversation.tool_calls.");
+    SubCommand command(app, line, "log", "Print the conversation with an agent, its tool steps folded");
+    command.footer("Examples:\n"
+                   "  tarnel log p3\n"
+                   "  tarnel log p3 -n 10 --follow     what comes too, until ctrl+c\n"
+                   "  tarnel log p3 --json | jq -r '.entries[-1].text'\n"
+                   "How tool steps appear is the setting conversation.tool_calls.");
     const auto options = std::make_shared<Options>();
-    command->add_option("pane", options->pane, std::string(paneHelp))->type_name("PANE")->required();
-    command->add_option("-n,--entries", options->count, "The last entries; as many as conversation.max_entries says")
-        ->type_name("N")
-        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000}));
-    command->add_flag("-f,--follow", options->follows, "Go on with what comes, until ctrl+c");
-    command->callback([&line, options] { line.run = [&line, options] { return run(line, *options); }; });
+    command.option("pane", options->pane, std::string(paneHelp)).kind("PANE").required();
+    command.option("-n,--entries", options->count, "The last entries; as many as conversation.max_entries says")
+        .kind("N")
+        .within(0, 1'000'000);
+    command.flag("-f,--follow", options->follows, "Go on with what comes, until ctrl+c");
+    command.run([&line, options] { return run(line, *options); });
 }
 
 } // namespace tarnel

@@ -3,6 +3,7 @@
 #include "tarnel/CardText.h"
 #include "tarnel/Commands.h"
 #include "tarnel/QueueTable.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/WholeQueue.h"
 #include <algorithm>
 #include <memory>
@@ -59,15 +60,15 @@ ExitStatus printNext(const CommandLine& line, const Options& options)
 
 void addNextCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("next", "Print the card of the agent to look at next");
-    command->footer("Examples:\n"
-                    "  tarnel next\n"
-                    "  tarnel next --after p3        the one after that of pane p3\n"
-                    "  tarnel next --json | jq -r .choices[]");
+    SubCommand command(app, line, "next", "Print the card of the agent to look at next");
+    command.footer("Examples:\n"
+                   "  tarnel next\n"
+                   "  tarnel next --after p3        the one after that of pane p3\n"
+                   "  tarnel next --json | jq -r .choices[]");
     const auto options = std::make_shared<Options>();
-    command->add_option("--after", options->after, "Go on behind this pane's, and round")->type_name("PANE");
-    command->add_flag("--finished", options->includeFinished, "Finished turns too");
-    command->callback([&line, options] { line.run = [&line, options] { return printNext(line, *options); }; });
+    command.option("--after", options->after, "Go on behind this pane's, and round").kind("PANE");
+    command.flag("--finished", options->includeFinished, "Finished turns too");
+    command.run([&line, options] { return printNext(line, *options); });
 }
 
 } // namespace tarnel

@@ -5,6 +5,7 @@
 #include "tarnel/Duration.h"
 #include "tarnel/Nearest.h"
 #include "tarnel/Output.h"
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 
@@ -13,8 +14,8 @@ namespace tarnel {
 namespace {
 
 constexpr std::array commands{&addQueueCommand, &addWatchCommand, &addNextCommand, &addShowCommand, &addScreenCommand,
-    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addAttachCommand, &addTopCommand, &addCallCommand, &addEventsCommand,
-    &addConfigCommand, &addDoctorCommand, &addCompletionCommand};
+    &addLogCommand, &addSearchCommand, &addAnswerCommand, &addPromptCommand, &addAttachCommand, &addTopCommand,
+    &addCallCommand, &addEventsCommand, &addConfigCommand, &addDoctorCommand, &addCompletionCommand};
 
 void addSharedOptions(CLI::App& app, CommandLine& line)
 {

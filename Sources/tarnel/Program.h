@@ -2,6 +2,10 @@
 #pragma once
 #include "tarnel/CommandLine.h"
 
+namespace CLI {
+class App;
+}
+
 namespace tarnel {
 
 /// Declares the shared options and every sub-command. `line` takes what is parsed, and outlives `app`.

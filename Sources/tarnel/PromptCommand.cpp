@@ -8,6 +8,7 @@
 #include "tarnel/PanePlace.h"
 #include "tarnel/SignalWatch.h"
 #include "tarnel/StandardInput.h"
+#include "tarnel/SubCommand.h"
 #include <array>
 #include <climits>
 #include <memory>
@@ -146,8 +147,8 @@ ExitStatus prompt(const CommandLine& line, const Options& options)
 
 void addPromptCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("prompt", "Give an agent a prompt, after its turn or into it");
-    command->footer(
+    SubCommand command(app, line, "prompt", "Give an agent a prompt, after its turn or into it");
+    command.footer(
         "Examples:\n"
         "  tarnel prompt p3 run the tests and fix what fails\n"
         "  tarnel prompt p3 --now \"stop: use the other database\"\n"
@@ -156,15 +157,15 @@ void addPromptCommand(CLI::App& app, CommandLine& line)
         "While the agent works the daemon holds the prompt; this waits until it is delivered, without a limit\n"
         "unless --timeout sets one. Ctrl+c leaves it held.");
     const auto options = std::make_shared<Options>();
-    command->add_option("pane", options->pane, std::string(paneHelp))->type_name("PANE")->required();
-    asWords(
-        command->add_option("text", options->words, "What to say; several words are one text, - reads standard input")
-            ->type_name("TEXT"));
-    command->add_flag("--now", options->now, "Into the running turn, without waiting for its end");
-    command->add_option("--image", options->images, "A picture to go with it; may be given several times")
-        ->type_name("FILE")
-        ->allow_extra_args(false);
-    command->callback([&line, options] { line.run = [&line, options] { return prompt(line, *options); }; });
+    command.option("pane", options->pane, std::string(paneHelp)).kind("PANE").required();
+    command.option("text", options->words, "What to say; several words are one text, - reads standard input")
+        .kind("TEXT")
+        .allWords();
+    command.flag("--now", options->now, "Into the running turn, without waiting for its end");
+    command.option("--image", options->images, "A picture to go with it; may be given several times")
+        .kind("FILE")
+        .oneEach();
+    command.run([&line, options] { return prompt(line, *options); });
 }
 
 } // namespace tarnel

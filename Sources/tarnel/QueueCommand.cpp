@@ -2,6 +2,7 @@
 #include "tarnel/Commands.h"
 #include "tarnel/Output.h"
 #include "tarnel/QueueTable.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/WholeQueue.h"
 
 namespace tarnel {
@@ -25,12 +26,12 @@ ExitStatus printQueue(const CommandLine& line)
 
 void addQueueCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("queue", "Print the agents that wait for you, the most urgent first");
-    command->footer("Examples:\n"
-                    "  tarnel queue\n"
-                    "  tarnel queue --host studio --host mini    one queue over two machines\n"
-                    "  tarnel queue --json | jq -r '.[].card.title'");
-    command->callback([&line] { line.run = [&line] { return printQueue(line); }; });
+    SubCommand command(app, line, "queue", "Print the agents that wait for you, the most urgent first");
+    command.footer("Examples:\n"
+                   "  tarnel queue\n"
+                   "  tarnel queue --host studio --host mini    one queue over two machines\n"
+                   "  tarnel queue --json | jq -r '.[].card.title'");
+    command.run([&line] { return printQueue(line); });
 }
 
 } // namespace tarnel

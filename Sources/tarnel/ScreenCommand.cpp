@@ -2,6 +2,7 @@
 #include "tarnel/Commands.h"
 #include "tarnel/Output.h"
 #include "tarnel/PanePlace.h"
+#include "tarnel/SubCommand.h"
 #include <memory>
 
 namespace tarnel {
@@ -35,17 +36,17 @@ ExitStatus printScreen(const CommandLine& line, const Options& options)
 
 void addScreenCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("screen", "Print what a pane shows");
-    command->footer("Examples:\n"
-                    "  tarnel screen p3\n"
-                    "  tarnel screen p3 --history -n 400    what has scrolled away too");
+    SubCommand command(app, line, "screen", "Print what a pane shows");
+    command.footer("Examples:\n"
+                   "  tarnel screen p3\n"
+                   "  tarnel screen p3 --history -n 400    what has scrolled away too");
     const auto options = std::make_shared<Options>();
-    command->add_option("pane", options->pane, std::string(paneHelp))->type_name("PANE")->required();
-    command->add_option("-n,--lines", options->lines, "Its last lines; as many as the setting terminal.lines says")
-        ->type_name("N")
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1'000'000}));
-    command->add_flag("--history", options->withHistory, "Also what has scrolled away, without the pane's line breaks");
-    command->callback([&line, options] { line.run = [&line, options] { return printScreen(line, *options); }; });
+    command.option("pane", options->pane, std::string(paneHelp)).kind("PANE").required();
+    command.option("-n,--lines", options->lines, "Its last lines; as many as the setting terminal.lines says")
+        .kind("N")
+        .within(1, 1'000'000);
+    command.flag("--history", options->withHistory, "Also what has scrolled away, without the pane's line breaks");
+    command.run([&line, options] { return printScreen(line, *options); });
 }
 
 } // namespace tarnel

@@ -3,6 +3,7 @@
 #include "tarnel/Commands.h"
 #include "tarnel/DaemonAccess.h"
 #include "tarnel/Output.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/Table.h"
 #include <memory>
 
@@ -49,15 +50,13 @@ ExitStatus search(const CommandLine& line, const std::vector<std::string>& words
 
 void addSearchCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("search", "Find the agents whose conversations hold a text, in any case");
-    command->footer("Examples:\n"
-                    "  tarnel search flaky test\n"
-                    "  tarnel search TICKET-42 --json | jq -r '.[].pane'");
+    SubCommand command(app, line, "search", "Find the agents whose conversations hold a text, in any case");
+    command.footer("Examples:\n"
+                   "  tarnel search flaky test\n"
+                   "  tarnel search TICKET-42 --json | jq -r '.[].pane'");
     const auto words = std::make_shared<std::vector<std::string>>();
-    asWords(command->add_option("text", *words, "What to search for; several words are one text")
-                ->type_name("TEXT")
-                ->required());
-    command->callback([&line, words] { line.run = [&line, words] { return search(line, *words); }; });
+    command.option("text", *words, "What to search for; several words are one text").kind("TEXT").required().allWords();
+    command.run([&line, words] { return search(line, *words); });
 }
 
 } // namespace tarnel

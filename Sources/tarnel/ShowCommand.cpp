@@ -2,6 +2,7 @@
 #include "tarnel/CardText.h"
 #include "tarnel/Commands.h"
 #include "tarnel/PaneItem.h"
+#include "tarnel/SubCommand.h"
 #include <memory>
 
 namespace tarnel {
@@ -44,15 +45,15 @@ ExitStatus show(const CommandLine& line, const std::string& pane)
 
 void addShowCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand(
-        "show", "Print an agent's card: what you asked, what it did, what it asks with its choices, its last words");
-    command->footer("Examples:\n"
-                    "  tarnel show p3\n"
-                    "  tarnel show studio/p3 --host studio --host mini\n"
-                    "  tarnel show p3 --json | jq .card.lastMessage");
+    SubCommand command(app, line, "show",
+        "Print an agent's card: what you asked, what it did, what it asks with its choices, its last words");
+    command.footer("Examples:\n"
+                   "  tarnel show p3\n"
+                   "  tarnel show studio/p3 --host studio --host mini\n"
+                   "  tarnel show p3 --json | jq .card.lastMessage");
     const auto pane = std::make_shared<std::string>();
-    command->add_option("pane", *pane, std::string(paneHelp))->type_name("PANE")->required();
-    command->callback([&line, pane] { line.run = [&line, pane] { return show(line, *pane); }; });
+    command.option("pane", *pane, std::string(paneHelp)).kind("PANE").required();
+    command.run([&line, pane] { return show(line, *pane); });
 }
 
 } // namespace tarnel

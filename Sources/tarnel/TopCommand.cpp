@@ -7,6 +7,7 @@
 #include "tarnel/LiveQueue.h"
 #include "tarnel/QueueMerge.h"
 #include "tarnel/SignalWatch.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/Terminal.h"
 #include "tarnel/TopScreen.h"
 #include "tarnel/TopState.h"
@@ -170,21 +171,19 @@ private:
 
 void addTopCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command =
-        app.add_subcommand("top", "Show the queue and each agent's card over the whole screen, to answer from there");
-    command->footer("Examples:\n"
-                    "  tarnel top\n"
-                    "  tarnel top --host local --host studio\n"
-                    "Press ? to see the keys.");
-    command->callback([&line] {
-        line.run = [&line] {
-            const Environment environment = processEnvironment();
-            const OutputTraits output = OutputTraits::ofStandardOutput(environment);
-            if (!output.isTerminal || ::isatty(STDIN_FILENO) != 1)
-                throw CommandError(ExitStatus::failure, "top needs a terminal; see: tarnel queue, tarnel watch");
-            TopView(daemonsOf(line), environment, output.hasColor).run();
-            return ExitStatus::success;
-        };
+    SubCommand command(
+        app, line, "top", "Show the queue and each agent's card over the whole screen, to answer from there");
+    command.footer("Examples:\n"
+                   "  tarnel top\n"
+                   "  tarnel top --host local --host studio\n"
+                   "Press ? to see the keys.");
+    command.run([&line] {
+        const Environment environment = processEnvironment();
+        const OutputTraits output = OutputTraits::ofStandardOutput(environment);
+        if (!output.isTerminal || ::isatty(STDIN_FILENO) != 1)
+            throw CommandError(ExitStatus::failure, "top needs a terminal; see: tarnel queue, tarnel watch");
+        TopView(daemonsOf(line), environment, output.hasColor).run();
+        return ExitStatus::success;
     });
 }
 

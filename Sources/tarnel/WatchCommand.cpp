@@ -2,6 +2,7 @@
 #include "tarnel/Commands.h"
 #include "tarnel/LiveQueue.h"
 #include "tarnel/SignalWatch.h"
+#include "tarnel/SubCommand.h"
 #include "tarnel/Terminal.h"
 #include "tarnel/WatchScreen.h"
 #include "tarnel/WatchStream.h"
@@ -109,14 +110,14 @@ ExitStatus watch(const CommandLine& line)
 
 void addWatchCommand(CLI::App& app, CommandLine& line)
 {
-    CLI::App* command = app.add_subcommand("watch", "Show the agents that wait for you and follow every change");
-    command->footer(
+    SubCommand command(app, line, "watch", "Show the agents that wait for you and follow every change");
+    command.footer(
         "Examples:\n"
         "  tarnel watch\n"
         "  tarnel watch --json | while read -r line; do ...; done\n"
         "Ends with q or ctrl+c. Where the output is no terminal, prints a line for each item that is new or\n"
         "has changed.");
-    command->callback([&line] { line.run = [&line] { return watch(line); }; });
+    command.run([&line] { return watch(line); });
 }
 
 } // namespace tarnel

@@ -1,7 +1,9 @@
+#include "Support/Descriptors.h"
 #include "Tarnel/TarnelProgram.h"
 #include "TarnelCore/Base/Text.h"
 #include "tarnel/Completion.h"
 #include "tarnel/Program.h"
+#include <CLI/CLI.hpp>
 #include <gmock/gmock.h>
 
 namespace tarnel {
@@ -98,11 +100,7 @@ try tarnel config set attention.order ""
 )";
     Process process(
         {.executable = "/bin/bash", .arguments = {"-c", script}, .environment = environment(), .pipesOutput = true});
-    std::string output;
-    std::array<char, 4096> chunk;
-    for (ssize_t count = 0; (count = ::read(process.output().get(), chunk.data(), chunk.size())) > 0;)
-        output.append(chunk.data(), static_cast<std::size_t>(count));
-    EXPECT_THAT(output,
+    EXPECT_THAT(readAll(process.output().get()),
         testing::MatchesRegex("screen\n"
                               R"(Yes\\,\\ and\\ don\\'t\\ ask\\ again)"
                               "\nstudio/p1#2/blocked/[0-9a-f]+\nlocal\nrecent,oldest\n"));
